@@ -1,0 +1,21 @@
+#include "platform/platform.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+Platform* g_installed = nullptr;
+}  // namespace
+
+Platform& FtmPlatform() { return g_installed != nullptr ? *g_installed : PlatformBackend(); }
+
+void PlatformInstall(Platform* platform) { g_installed = platform; }
+
+void FtmSyslog(int priority, const char* format, ...) {
+  char message[512];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(message, sizeof message, format, args);
+  va_end(args);
+  FtmPlatform().Syslog(priority, message);
+}

@@ -1,0 +1,71 @@
+// The platform seam: every call by which the daemon reaches outside its own
+// process, other than the TFTP socket and the modem's termio calls, passes
+// through one object of this interface.
+//
+// Two backends implement it and the build picks one: `linux` (a thin
+// pass-through to the real system, for the board) and `sim` (the simulated
+// board of a PC, see docs/simulator.md). The daemon's logic never knows which
+// one it runs on. Tests may install a recording fake with PlatformInstall().
+//
+// Paths are the board's absolute paths exactly as the daemon writes them
+// ("/dev/gpioctrl", "/PRST/current.cfg"); a backend maps them as it must.
+#ifndef FTM_PLATFORM_PLATFORM_H_
+#define FTM_PLATFORM_PLATFORM_H_
+
+#include <sys/types.h>
+
+#include <cstdio>
+
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  // open(2): a descriptor, or -1 with errno set.
+  virtual int Open(const char* path, int flags) = 0;
+  // ioctl(2) on a descriptor from Open() or Socket(): the driver's result,
+  // -1 on failure.
+  virtual int Ioctl(int fd, unsigned long request, void* arg) = 0;
+  // close(2) of a descriptor from Open() or Socket().
+  virtual int Close(int fd) = 0;
+  // socket(2) for the interface and wireless ioctls (not the TFTP socket).
+  virtual int Socket(int domain, int type, int protocol) = 0;
+  // fopen(3): a stream the caller closes with fclose(3), or null.
+  virtual FILE* Fopen(const char* path, const char* mode) = 0;
+  // unlink(2): 0 or -1.
+  virtual int Unlink(const char* path) = 0;
+  // True when the path names an existing file or device.
+  virtual bool Exists(const char* path) = 0;
+  // system(3) with the board's command line exactly as given: the shell's
+  // wait status, or -1 when no shell could be run.
+  virtual int System(const char* command) = 0;
+  // kill(2): 0 or -1.
+  virtual int Kill(pid_t pid, int sig) = 0;
+  // syslog(3) of an already formatted message at a LOG_* priority.
+  virtual void Syslog(int priority, const char* message) = 0;
+  // Sleeps the given number of microseconds of board time.
+  virtual void SleepMicros(unsigned long micros) = 0;
+  // Converts board time to the wall-clock time a timed wait must last; the
+  // identity on the board, scaled on the simulated board.
+  virtual unsigned long ScaleMicros(unsigned long micros) = 0;
+  // The UDP port the TFTP server listens on: 69 on the board.
+  virtual int TftpPort() = 0;
+};
+
+// The platform in use: the one installed last, else the build's backend.
+Platform& FtmPlatform();
+
+// Installs a platform (a test fake) in place of the backend, or restores the
+// backend when given null. Not thread-safe: call before any daemon thread.
+void PlatformInstall(Platform* platform);
+
+// The build's own backend; defined once by each backend.
+Platform& PlatformBackend();
+
+// The daemon's one syslog path: formats into a bounded buffer (longer text is
+// cut) and hands the message to the platform.
+void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+// Sleeps like usleep(3) in board time.
+inline void FtmUsleep(unsigned long micros) { FtmPlatform().SleepMicros(micros); }
+
+#endif  // FTM_PLATFORM_PLATFORM_H_
