@@ -7,9 +7,13 @@ namespace {
 Platform* g_installed = nullptr;
 }  // namespace
 
-Platform& FtmPlatform() { return g_installed != nullptr ? *g_installed : PlatformBackend(); }
+Platform& FtmPlatform() {
+  return g_installed != nullptr ? *g_installed : PlatformBackend();
+}
 
-void PlatformInstall(Platform* platform) { g_installed = platform; }
+void PlatformInstall(Platform* platform) {
+  g_installed = platform;
+}
 
 void FtmSyslog(int priority, const char* format, ...) {
   char message[512];

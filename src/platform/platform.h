@@ -66,6 +66,8 @@ Platform& PlatformBackend();
 void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // Sleeps like usleep(3) in board time.
-inline void FtmUsleep(unsigned long micros) { FtmPlatform().SleepMicros(micros); }
+inline void FtmUsleep(unsigned long micros) {
+  FtmPlatform().SleepMicros(micros);
+}
 
 #endif  // FTM_PLATFORM_PLATFORM_H_

@@ -17,9 +17,7 @@ namespace {
 class LinuxPlatform final : public Platform {
  public:
   int Open(const char* path, int flags) override { return ::open(path, flags); }
-  int Ioctl(int fd, unsigned long request, void* arg) override {
-    return ::ioctl(fd, request, arg);
-  }
+  int Ioctl(int fd, unsigned long request, void* arg) override { return ::ioctl(fd, request, arg); }
   int Close(int fd) override { return ::close(fd); }
   int Socket(int domain, int type, int protocol) override {
     return ::socket(domain, type, protocol);

@@ -1,0 +1,175 @@
+// The simulated board's backend: board paths resolve under root/, devices are
+// models (sim_device.h), board commands run through the real /bin/sh with the
+// simulator's tools first on PATH, and every effect is logged in events.log.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+#include "sim_board.h"
+#include "sim_device.h"
+
+extern char** environ;
+
+namespace {
+
+// Puts the board's root in front of every absolute path that starts a word
+// of the command line, so "cut ... > /tmp/x" writes root/tmp/x. The root is
+// single-quoted, so a board directory with blanks in its name still works.
+std::string MapCommandPaths(const std::string& command) {
+  std::string root = SimDir() + "/root";
+  std::string quoted = "'";
+  for (char c : root) {
+    if (c == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += c;
+    }
+  }
+  quoted += "'";
+  std::string out;
+  for (size_t i = 0; i < command.size(); ++i) {
+    char c = command[i];
+    if (c == '/' && (i == 0 || std::strchr(" \t<>|;&(=", command[i - 1]) != nullptr)) {
+      out += quoted;
+    }
+    out += c;
+  }
+  return out;
+}
+
+class SimPlatform final : public Platform {
+ public:
+  int Open(const char* path, int flags) override {
+    if (SimFaultActive(std::string("open ") + path)) return Fail(ENOENT);
+    SimDevice* device = SimDeviceFor(path);
+    int fd = ::open(SimRootPath(path).c_str(), flags | O_CLOEXEC);
+    if (fd < 0) return -1;
+    if (device != nullptr) {
+      std::lock_guard<std::mutex> lock(mutex_);
+      devices_[fd] = device;
+    }
+    if (device != nullptr) device->Opened();
+    return fd;
+  }
+
+  int Ioctl(int fd, unsigned long request, void* arg) override {
+    SimDevice* device = nullptr;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      auto it = devices_.find(fd);
+      if (it != devices_.end()) device = it->second;
+    }
+    if (device == nullptr) return Fail(ENOTTY);
+    const char* name = device->RequestName(request);
+    if (name != nullptr && SimFaultActive(std::string("ioctl ") + name)) return Fail(EIO);
+    return device->Ioctl(request, arg);
+  }
+
+  int Close(int fd) override {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      devices_.erase(fd);
+    }
+    return ::close(fd);
+  }
+
+  int Socket(int domain, int type, int protocol) override {
+    if (SimFaultActive("socket")) return Fail(EACCES);
+    return ::socket(domain, type | SOCK_CLOEXEC, protocol);
+  }
+
+  FILE* Fopen(const char* path, const char* mode) override {
+    if (SimFaultActive(std::string("open ") + path)) {
+      errno = ENOENT;
+      return nullptr;
+    }
+    return std::fopen(SimRootPath(path).c_str(), mode);
+  }
+
+  int Unlink(const char* path) override { return ::unlink(SimRootPath(path).c_str()); }
+
+  bool Exists(const char* path) override {
+    if (SimFaultActive(std::string("open ") + path)) return false;
+    struct stat st;
+    return ::stat(SimRootPath(path).c_str(), &st) == 0;
+  }
+
+  int System(const char* command) override {
+    SimEvent(std::string("shell ") + command);
+    std::string mapped = MapCommandPaths(command);
+    std::vector<std::string> env_strings;
+    const char* path = std::getenv("PATH");
+    env_strings.push_back("PATH=" + SimDir() +
+                          "/bin:" + (path != nullptr ? path : "/usr/bin:/bin"));
+    env_strings.push_back("FTM_SIM_DIR=" + SimDir());
+    for (char** e = environ; *e != nullptr; ++e) {
+      if (std::strncmp(*e, "PATH=", 5) != 0 && std::strncmp(*e, "FTM_SIM_DIR=", 12) != 0) {
+        env_strings.push_back(*e);
+      }
+    }
+    std::vector<char*> envp;
+    for (auto& s : env_strings) envp.push_back(&s[0]);
+    envp.push_back(nullptr);
+    char sh[] = "/bin/sh", dash_c[] = "-c";
+    char* argv[] = {sh, dash_c, &mapped[0], nullptr};
+    pid_t pid;
+    if (::posix_spawn(&pid, "/bin/sh", nullptr, nullptr, argv, envp.data()) != 0) return -1;
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0) {
+      if (errno != EINTR) return -1;
+    }
+    return status;
+  }
+
+  // The simulated board never signals a process: it records the signal.
+  int Kill(pid_t pid, int sig) override {
+    SimEvent("kill " + std::to_string(pid) + " " + std::to_string(sig));
+    return 0;
+  }
+
+  void Syslog(int priority, const char* message) override { SimSyslog(priority, message); }
+
+  void SleepMicros(unsigned long micros) override {
+    unsigned long scaled = ScaleMicros(micros);
+    struct timespec ts = {static_cast<time_t>(scaled / 1000000),
+                          static_cast<long>(scaled % 1000000) * 1000};
+    while (::nanosleep(&ts, &ts) != 0) {
+    }
+  }
+
+  unsigned long ScaleMicros(unsigned long micros) override {
+    return static_cast<unsigned long>(std::llround(static_cast<double>(micros) * SimTimescale()));
+  }
+
+  int TftpPort() override { return SimPort(); }
+
+ private:
+  static int Fail(int error) {
+    errno = error;
+    return -1;
+  }
+
+  std::mutex mutex_;
+  std::map<int, SimDevice*> devices_;
+};
+
+}  // namespace
+
+Platform& PlatformBackend() {
+  static SimPlatform platform;
+  return platform;
+}

@@ -1,0 +1,142 @@
+#include "board/gpio.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+
+#include <cstdio>
+
+#include "platform/platform.h"
+
+namespace {
+
+const char kGpioDevice[] = "/dev/gpioctrl";
+
+// One open descriptor of the GPIO device, closed on every path out.
+class GpioDevice {
+ public:
+  GpioDevice() : fd_(FtmPlatform().Open(kGpioDevice, O_RDWR)) {}
+  ~GpioDevice() {
+    if (fd_ >= 0) FtmPlatform().Close(fd_);
+  }
+  GpioDevice(const GpioDevice&) = delete;
+  GpioDevice& operator=(const GpioDevice&) = delete;
+
+  bool ok() const { return fd_ >= 0; }
+  int Ioctl(unsigned long request, void* arg) { return FtmPlatform().Ioctl(fd_, request, arg); }
+
+ private:
+  int fd_;
+};
+
+// A failure reported both to syslog and on standard output.
+void LogBoth(const char* message) {
+  FtmSyslog(LOG_ERR, "%s", message);
+  std::printf("%s\n", message);
+}
+
+}  // namespace
+
+int GpioWriteIo(int point, int value) {
+  std::printf("eUserIOPoint = %d\n", point);
+  GpioDevice device;
+  if (!device.ok()) {
+    LogBoth("Cannot open gpio driver");
+    return -1;
+  }
+  GpioIoRecord record = {point, value};
+  if (value == kGpioExitFtmValue) {
+    if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
+      LogBoth("GPIOCTRL_EXITFTM ioctl failed");
+      return -1;
+    }
+    return 0;
+  }
+  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
+    LogBoth("GPIOCTRL_ENTERFTM ioctl failed");
+    return -1;
+  }
+  int rc;
+  if (point == GPIO_ALL_LEDS) {
+    unsigned long request = value != 0 ? GPIOCTRL_ALLLEDS_ON : GPIOCTRL_ALLLEDS_OFF;
+    rc = device.Ioctl(request, nullptr);
+    std::printf("ioctl  iGpioCtl= %lu\n", request);
+  } else {
+    rc = device.Ioctl(GPIOCTRL_WRITEIO, &record);
+  }
+  if (rc != 0) {
+    LogBoth("GPIOCTRL_WRITEIO ioctl failed");
+    return -1;
+  }
+  return 0;
+}
+
+int GpioReadIo(int point) {
+  GpioDevice device;
+  if (!device.ok()) {
+    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
+    return -1;
+  }
+  GpioIoRecord record = {point, 0};
+  if (device.Ioctl(GPIOCTRL_READIO, &record) != 0) {
+    FtmSyslog(LOG_ERR, "GPIOCTRL_READIO ioctl failed");
+    record.value = -1;
+  }
+  return record.value;
+}
+
+int GpioExitFtm() {
+  return GpioWriteIo(GPIO_ALL_LEDS, kGpioExitFtmValue);
+}
+
+int GpioAllLedsOff() {
+  return GpioWriteIo(GPIO_ALL_LEDS, 0);
+}
+
+int GpioSetVoiceRelay(int line, int value) {
+  int level = static_cast<int16_t>(value);
+  if (line == 1) return GpioWriteIo(GPIO_CUT_RELAY_1, level);
+  if (line == 2) return GpioWriteIo(GPIO_CUT_RELAY_2, level);
+  return -1;
+}
+
+int GpioStartupLteCycle() {
+  GpioDevice device;
+  if (!device.ok()) {
+    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
+    std::printf("************ Cannot open gpio driver\n\r");
+    return -1;
+  }
+  // The driver is handed the record before anything is written into it; it
+  // starts zeroed so that what it sees is defined.
+  GpioIoRecord record = {0, 0};
+  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
+    FtmSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
+    std::printf("************ GPIOCTRL_ENTERFTM ioctl failed\n\r");
+    return -1;
+  }
+  struct Step {
+    int point;
+    int value;
+    const char* failure;
+  };
+  auto write = [&device, &record](const Step& step) {
+    record.eUserIOPoint = step.point;
+    record.value = step.value;
+    if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
+      FtmSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
+      std::printf("%s", step.failure);
+    }
+  };
+  write({eLTEPowerEnable, 0, "************ eLTEPowerEnable 0 GPIOCTRL_WRITEIO ioctl failed \n\r"});
+  write({eLTEWifiDisable, 1, "************ eLTEWifiDisable 1 GPIOCTRL_WRITEIO ioctl failed\n\r"});
+  FtmUsleep(5000000);
+  write({eLTEPowerEnable, 1, "************ eLTEPowerEnable 1 GPIOCTRL_WRITEIO ioctl failed \n\r"});
+  write({eLTEWifiDisable, 0, "************ eLTEWifiDisable 0 GPIOCTRL_WRITEIO ioctl failed\n\r"});
+  FtmUsleep(15000000);
+  if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
+    LogBoth("GPIOCTRL_EXITFTM ioctl failed");
+    return -1;
+  }
+  std::printf("GPIOCTRL_EXITFTM ioctl success\n");
+  return 0;
+}

@@ -1,0 +1,83 @@
+#include "core/FTM_Task.h"
+
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "board/gpio.h"
+#include "core/ftm_conn.h"
+#include "platform/platform.h"
+#include "tftp/tftp_task.h"
+
+int FtmListenSocket = -1;
+
+namespace {
+
+pthread_t g_taskThread;
+
+void* TaskEntry(void*) {
+  TFTP_task();
+}
+
+[[noreturn]] void ReceiveLoop() {
+  uint8_t buffer[kFtmPacketSize];
+  sockaddr_in source;
+  for (;;) {
+    socklen_t length = sizeof source;
+    ssize_t count = ::recvfrom(FtmListenSocket, buffer, sizeof buffer, 0,
+                               reinterpret_cast<sockaddr*>(&source), &length);
+    if (count <= 0) {
+      FtmSyslog(LOG_ERR, "recvfrom() failed\n");
+      FtmFatalExit("recvfrom() failed");
+    }
+    ftm_ProcessRcvTFTPData(buffer, static_cast<size_t>(count), &source);
+  }
+}
+
+}  // namespace
+
+void FtmFatalExit(const char* message) {
+  FtmSyslog(LOG_ERR, "%s", message);
+  // No orderly shutdown: the transfer task may be mid-transfer, so the
+  // process ends without running destructors under its feet.
+  std::fflush(nullptr);
+  ::_exit(-1);
+}
+
+void FtmMain() {
+  FtmSyslog(LOG_INFO, "FTM Started\n");
+  FtmClearConnections();
+
+  if (::pthread_create(&g_taskThread, nullptr, TaskEntry, nullptr) != 0) {
+    FtmSyslog(LOG_ERR, "%s FATAL: failed to start tftp_task thread", "ftmd");
+    std::fflush(nullptr);
+    ::_exit(-1);
+  }
+  ::pthread_detach(g_taskThread);
+
+  FtmListenSocket = ::socket(AF_INET, SOCK_DGRAM, IPPROTO_UDP);
+  if (FtmListenSocket < 0) FtmFatalExit("socket() failed");
+  sockaddr_in address;
+  std::memset(&address, 0, sizeof address);
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_ANY);
+  address.sin_port = htons(static_cast<uint16_t>(FtmPlatform().TftpPort()));
+  if (::bind(FtmListenSocket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+    FtmFatalExit("bind() failed");
+  }
+
+  FtmPlatform().System("rmmod NetUSB");
+  GpioStartupLteCycle();
+  FtmPlatform().System("switch_utility RegisterSet 0xccd 0x0");
+  FtmPlatform().System("switch_utility RegisterSet 0xc50 0x1805");
+  FtmPlatform().Unlink("/PRST/current.cfg");
+  FtmPlatform().Unlink("/PRST/current.bak");
+  FtmPlatform().Unlink("/PRST/DSL_MODE");
+
+  ReceiveLoop();
+}

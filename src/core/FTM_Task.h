@@ -1,0 +1,14 @@
+// The daemon's main thread: start-up, then the receive loop for ever.
+#ifndef FTM_CORE_FTM_TASK_H_
+#define FTM_CORE_FTM_TASK_H_
+
+// The listening UDP socket; the transfer task sends every reply through it.
+extern int FtmListenSocket;
+
+// Logs the message at LOG_ERR and ends the process with status -1.
+[[noreturn]] void FtmFatalExit(const char* message);
+
+// Start-up in its fixed order, then the receive loop; never returns.
+[[noreturn]] void FtmMain();
+
+#endif  // FTM_CORE_FTM_TASK_H_

@@ -1,0 +1,139 @@
+#include "core/ftm_conn.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+#include "platform/platform.h"
+
+namespace {
+
+// Table mutex: the table and the current connection.
+std::mutex g_tableMutex;
+TftpConnection g_table[kFtmMaxConnections];
+// The current connection is read for every send while the intake may be
+// moving it; an atomic index keeps that one word consistent, and the client
+// address itself is copied out under the table mutex.
+std::atomic<int> g_current{-1};
+
+// Queue mutex: the head and the links. The head is atomic because the take
+// looks at it before locking (only the take removes nodes, so a head seen
+// non-empty stays so).
+std::mutex g_queueMutex;
+std::condition_variable g_queued;
+std::atomic<QueuedPacket*> g_head{nullptr};
+int g_queueCount = 0;
+
+bool SameEndpoint(const sockaddr_in& a, const sockaddr_in& b) {
+  return a.sin_addr.s_addr == b.sin_addr.s_addr && a.sin_port == b.sin_port;
+}
+
+void GiveEntry(TftpConnection& entry, const sockaddr_in& source) {
+  entry.countdown = kFtmConnectionCountdown;
+  entry.client = source;
+  entry.transferState = 0;
+}
+
+int FindOrAssign(const sockaddr_in& source) {
+  {
+    std::lock_guard<std::mutex> lock(g_tableMutex);
+    for (int i = 0; i < kFtmMaxConnections; ++i) {
+      if (g_table[i].countdown != 0 && SameEndpoint(g_table[i].client, source)) {
+        g_table[i].countdown = kFtmConnectionCountdown;
+        return i;
+      }
+    }
+  }
+  std::lock_guard<std::mutex> lock(g_tableMutex);
+  for (int i = 0; i < kFtmMaxConnections; ++i) {
+    if (g_table[i].countdown == 0) {
+      GiveEntry(g_table[i], source);
+      return i;
+    }
+  }
+  // Full: evict the smallest countdown, the lowest index among equals.
+  int victim = 0;
+  for (int i = 1; i < kFtmMaxConnections; ++i) {
+    if (g_table[i].countdown < g_table[victim].countdown) victim = i;
+  }
+  TftpConnection& entry = g_table[victim];
+  std::free(entry.firstBuffer);
+  std::free(entry.secondBuffer);
+  entry.firstBuffer = nullptr;
+  entry.secondBuffer = nullptr;
+  GiveEntry(entry, source);
+  std::printf("Close Old Connection %d\n", victim);
+  return victim;
+}
+
+}  // namespace
+
+void FtmClearConnections() {
+  std::lock_guard<std::mutex> lock(g_tableMutex);
+  std::memset(g_table, 0, sizeof g_table);
+  g_current.store(-1);
+}
+
+void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const sockaddr_in* source) {
+  if (count > kFtmPacketSize) count = kFtmPacketSize;
+  g_current.store(FindOrAssign(*source));
+
+  std::lock_guard<std::mutex> lock(g_queueMutex);
+  QueuedPacket* node = nullptr;
+  if (g_queueCount < kFtmQueueLimit) node = new (std::nothrow) QueuedPacket();
+  if (node == nullptr) {
+    std::printf("ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
+    return;
+  }
+  std::memcpy(node->payload, data, count);
+  node->length = static_cast<uint16_t>(count);
+  QueuedPacket* head = g_head.load();
+  if (head == nullptr) {
+    g_head.store(node);
+  } else {
+    while (head->next != nullptr) head = head->next;
+    head->next = node;
+  }
+  ++g_queueCount;
+  g_queued.notify_one();
+}
+
+int ftm_GetRcvTFTPData(uint8_t* destination) {
+  if (destination == nullptr || g_head.load() == nullptr) return 0;
+  std::lock_guard<std::mutex> lock(g_queueMutex);
+  QueuedPacket* node = g_head.load();
+  int length = node->length;
+  std::memcpy(destination, node->payload, length);
+  g_head.store(node->next);
+  --g_queueCount;
+  delete node;
+  return length;
+}
+
+void FtmWaitForPacket(unsigned long micros) {
+  auto wait = std::chrono::microseconds(FtmPlatform().ScaleMicros(micros));
+  std::unique_lock<std::mutex> lock(g_queueMutex);
+  g_queued.wait_for(lock, wait, [] { return g_head.load() != nullptr; });
+}
+
+int FtmCurrentClient(sockaddr_in* client) {
+  std::lock_guard<std::mutex> lock(g_tableMutex);
+  int index = g_current.load();
+  if (index < 0) return -1;
+  *client = g_table[index].client;
+  return 0;
+}
+
+TftpConnection FtmConnectionEntry(int index) {
+  std::lock_guard<std::mutex> lock(g_tableMutex);
+  return g_table[index];
+}
+
+int FtmCurrentConnectionIndex() {
+  return g_current.load();
+}

@@ -1,0 +1,61 @@
+// The connection table and the packet queue: what the receiving main thread
+// and the transfer task share. The intake files every datagram under its
+// client's entry, makes that entry the current connection (the one every
+// reply goes to) and queues a copy; the transfer task takes the copies, oldest
+// first. Both structures are locked here and nowhere else.
+#ifndef FTM_CORE_FTM_CONN_H_
+#define FTM_CORE_FTM_CONN_H_
+
+#include <netinet/in.h>
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr int kFtmMaxConnections = 100;
+constexpr int kFtmPacketSize = 516;  // 4 header bytes and 512 data bytes
+constexpr uint32_t kFtmConnectionCountdown = 120;
+// Most datagrams the queue holds at once; one more is refused like a failed
+// allocation, so a flood cannot eat the board's memory.
+constexpr int kFtmQueueLimit = 512;
+
+// One entry of the connection table.
+struct TftpConnection {
+  struct sockaddr_in client;  // as the receive reported it
+  uint32_t countdown;         // 0 = free
+  uint32_t transferState;     // cleared whenever the entry changes hands
+  void* firstBuffer;          // released (free) when the entry is evicted
+  void* secondBuffer;
+};
+
+// One node of the packet queue.
+struct QueuedPacket {
+  uint16_t length;
+  uint8_t payload[kFtmPacketSize];
+  QueuedPacket* next;
+};
+
+// Clears the whole table: every entry free, no current connection.
+void FtmClearConnections();
+
+// The intake, main thread only: count is 1 to 516.
+void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const struct sockaddr_in* source);
+
+// Takes the oldest queued datagram into destination (516 bytes or more) and
+// returns its length; 0 when destination is null or nothing is queued.
+// Transfer task only.
+int ftm_GetRcvTFTPData(uint8_t* destination);
+
+// Waits up to micros of board time for the queue to hold a datagram; returns
+// at once when it already does. The transfer task's polls wait here instead
+// of sleeping blindly, so a datagram already queued is taken without delay.
+void FtmWaitForPacket(unsigned long micros);
+
+// Copies the current connection's client address; -1 before any datagram.
+int FtmCurrentClient(struct sockaddr_in* client);
+
+// For tests and diagnostics: a copy of entry i, and the current entry's index
+// (-1 when there is none).
+TftpConnection FtmConnectionEntry(int index);
+int FtmCurrentConnectionIndex();
+
+#endif  // FTM_CORE_FTM_CONN_H_

@@ -1,0 +1,97 @@
+#include "dispatch/ftm_catalog.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "dispatch/ftm_reports.h"
+
+namespace {
+
+// A report whose builder fills the catalogue's slot for it.
+using SlotBuilder = int (*)(char** text, int* length);
+// A report whose builder keeps its own text and returns it (null = failure).
+using OwnBuilder = const char* (*)();
+
+struct DownloadRow {
+  const char* name;
+  SlotBuilder slotBuilder;
+  OwnBuilder ownBuilder;
+  char* text;  // the slot: the last text built for this report
+  int length;
+};
+
+// In the order in which names are compared. A row without a builder is a
+// report this build does not make yet: it is answered "File Not Supported".
+DownloadRow g_downloads[] = {
+    {"FTM_ModemInfo.xml", FTM_REPORT_MODEMINFO, nullptr, nullptr, 0},
+    {"FTM_TestModeOp.xml", nullptr, FTM_REPORT_TESTMODEOP, nullptr, 0},
+    {"FTM_TestModeCfg.xml", nullptr, FTM_REPORT_TESTMODECFG, nullptr, 0},
+    {"FTM_Statistics.xml", FTM_REPORT_STATISTICS, nullptr, nullptr, 0},
+    {"FTM_Progress.xml", nullptr, FTM_REPORT_PROGRESS, nullptr, 0},
+    {"FTM_Stats_4port.xml", FTM_REPORT_STATS4PORT, nullptr, nullptr, 0},
+    {"FTM_AntennaInfo.xml", FTM_REPORT_ANTENNAINFO, nullptr, nullptr, 0},
+    {"FTM_MobileInfo.xml", FTM_REPORT_MOBILEINFO, nullptr, nullptr, 0},
+};
+
+using Handler = int (*)(const char* text);
+
+struct UploadRow {
+  const char* name;
+  Handler handler;
+};
+
+const UploadRow kUploads[] = {
+    {"FTM_ModemInfo.xml", FTM_HANDLER_MODEMINFO},
+    {"FTM_TestModeOp.xml", FTM_HANDLER_TESTMODEOP},
+    {"FTM_TestModeCfg.xml", FTM_HANDLER_TESTMODECFG},
+    {"FTM_Stats_4port.xml", FTM_HANDLER_STATS4PORT},
+};
+
+FtmErrorInfo* NotSupported() {
+  ftm_SetErrorInfo(0, kFtmMsgFileNotSupported);
+  return FtmGetErrorInfo();
+}
+
+}  // namespace
+
+const char* FTM_GetFile(const char* name, FtmErrorInfo** error) {
+  *error = nullptr;
+  for (DownloadRow& row : g_downloads) {
+    if (std::strcmp(name, row.name) != 0) continue;
+    const char* text = nullptr;
+    if (row.slotBuilder != nullptr) {
+      std::free(row.text);
+      row.text = nullptr;
+      row.length = 0;
+      if (row.slotBuilder(&row.text, &row.length) == 0) text = row.text;
+    } else if (row.ownBuilder != nullptr) {
+      text = row.ownBuilder();
+    } else {
+      break;  // not made by this build
+    }
+    if (text == nullptr) {
+      *error = FtmGetErrorInfo();
+      return nullptr;
+    }
+    const char* start = std::strchr(text, '<');
+    return start != nullptr ? start : text + std::strlen(text);
+  }
+  *error = NotSupported();
+  return nullptr;
+}
+
+FtmErrorInfo* FTM_PutFile(char* text, const char* name) {
+  const char* dot = std::strchr(name, '.');
+  if (dot != nullptr && std::strcmp(dot, ".ini") == 0) {
+    FtmDownloadInProgress = 1;
+    FtmErrorInfo* result = FTM_INI_LOAD(text, name);
+    FtmDownloadInProgress = 0;
+    return result;
+  }
+  for (const UploadRow& row : kUploads) {
+    if (std::strcmp(name, row.name) != 0) continue;
+    if (row.handler == nullptr) break;  // not handled by this build
+    return row.handler(text) == 0 ? nullptr : FtmGetErrorInfo();
+  }
+  return NotSupported();
+}

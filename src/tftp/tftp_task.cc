@@ -1,0 +1,81 @@
+#include "tftp/tftp_task.h"
+
+#include <syslog.h>
+
+#include <cstdio>
+
+#include "core/ftm_conn.h"
+#include "platform/platform.h"
+#include "tftp/tftp_packet.h"
+#include "tftp/tftp_transfer.h"
+
+namespace {
+
+constexpr int kGraceTicks = 11;
+constexpr unsigned long kTickMicros = 250000;
+
+int g_grace = 0;
+uint16_t g_lastBlock = 0;
+
+const char* const kStartCommands[] = {
+    "wlanconfig ath0 create wlandev wifi0 wlanmode ap",
+    "wlanconfig ath4 create wlandev wifi1 wlanmode ap",
+    "brctl addif br0 ath0",
+    "brctl addif br0 ath4",
+};
+
+}  // namespace
+
+void FtmTaskHandle(const uint8_t* datagram, int length) {
+  bool idle = true;
+  if (length > 0) {
+    // A one-byte datagram has no opcode; it counts as an invalid one.
+    uint16_t opcode = length >= 2 ? TftpGet16(datagram) : 0;
+    switch (opcode) {
+      case TFTP_WRQ:
+        TFTP_write(datagram, length, &g_lastBlock);
+        g_grace = kGraceTicks;
+        idle = false;
+        break;
+      case TFTP_DATA:
+        // A station that missed the final ACK repeats its last block: the
+        // first repeat within the grace period is answered once.
+        if (g_grace != 0) {
+          if (g_lastBlock != 0) {
+            FTM_sendAck(g_lastBlock);
+          } else {
+            FTM_sendError(0, "receive block error");
+          }
+          g_grace = 0;
+        }
+        idle = false;
+        break;
+      case TFTP_RRQ:
+        TFTP_read(datagram, length);
+        g_grace = 0;
+        idle = false;
+        break;
+      default:
+        FtmSyslog(LOG_ERR, "TFTP_task: received invalid opcode");
+        break;
+    }
+  }
+  if (idle && g_grace > 0) --g_grace;
+}
+
+int FtmTaskGraceCounter() {
+  return g_grace;
+}
+
+void TFTP_task() {
+  for (const char* line : kStartCommands) {
+    char command[128];
+    std::snprintf(command, sizeof command, "%s", line);
+    FtmPlatform().System(command);
+  }
+  uint8_t datagram[kFtmPacketSize];
+  for (;;) {
+    FtmTaskHandle(datagram, ftm_GetRcvTFTPData(datagram));
+    FtmUsleep(kTickMicros);
+  }
+}

@@ -1,0 +1,240 @@
+"""Test harness: a fresh simulated board with the real ftmd on it, and a raw
+TFTP client for what no ordinary client can do (any opcode, any length,
+silence, repeats).
+
+The build's programs are found through FTM_BIN (the build's bin directory);
+FTM_EMULATOR, when set, is the command that runs them (qemu-mips for the
+big-endian build)."""
+
+import os
+import shlex
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+
+BIN = os.environ.get("FTM_BIN", "")
+EMULATOR = shlex.split(os.environ.get("FTM_EMULATOR", ""))
+# Board time runs this much faster than real time in tests (see timescale).
+TIMESCALE = float(os.environ.get("FTM_TEST_TIMESCALE", "0.05"))
+# Real-time slack for slow builds (sanitizers, qemu).
+SLACK = float(os.environ.get("FTM_TEST_SLACK", "1"))
+
+RRQ, WRQ, DATA, ACK, ERROR = 1, 2, 3, 4, 5
+
+
+def free_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
+def program(name):
+    return EMULATOR + [os.path.join(BIN, name)]
+
+
+class Board:
+    """A simulated board directory; start() runs ftmd on it."""
+
+    def __init__(self, timescale=TIMESCALE, port=None):
+        self.dir = tempfile.mkdtemp(prefix="ftmboard-")
+        subprocess.run(program("ftmsim") + ["init", self.dir], check=True)
+        self.port = port or free_port()
+        self.write("port", "%d\n" % self.port)
+        self.write("timescale", "%g\n" % timescale)
+        self.timescale = timescale
+        self.proc = None
+        self.stdout_path = os.path.join(self.dir, "ftmd.out")
+
+    # -- files of the board -------------------------------------------------
+    def path(self, rel):
+        return os.path.join(self.dir, rel)
+
+    def write(self, rel, text):
+        with open(self.path(rel), "w") as f:
+            f.write(text)
+
+    def read(self, rel):
+        with open(self.path(rel), "rb") as f:
+            return f.read().decode("latin-1")
+
+    def exists(self, rel):
+        return os.path.exists(self.path(rel))
+
+    def events(self):
+        return self.read("events.log").splitlines()
+
+    def syslog(self):
+        return self.read("syslog").splitlines()
+
+    def stdout(self):
+        return self.read("ftmd.out") if self.exists("ftmd.out") else ""
+
+    def set_faults(self, *lines):
+        self.write("faults", "".join(line + "\n" for line in lines))
+
+    # -- the daemon -----------------------------------------------------------
+    def start(self, wait_ready=True):
+        env = dict(os.environ, FTM_SIM_DIR=self.dir)
+        out = open(self.stdout_path, "ab")
+        self.proc = subprocess.Popen(program("ftmd"), env=env, stdout=out,
+                                     stderr=subprocess.STDOUT)
+        out.close()
+        if wait_ready:
+            self.wait_ready()
+        return self
+
+    def wait_ready(self, timeout=None):
+        """Start-up ends with the second switch command and the removal of
+        the saved configuration files; the receive loop starts right after."""
+        timeout = timeout or (20 * self.timescale + 10) * SLACK
+        last = "shell switch_utility RegisterSet 0xc50 0x1805"
+        self.wait_for(lambda: last in self.events() and not any(
+            self.exists("root/PRST/" + f) for f in ("current.cfg", "current.bak", "DSL_MODE")),
+            timeout, "start-up did not finish")
+
+    def wait_for(self, predicate, timeout, what):
+        end = time.monotonic() + timeout
+        while time.monotonic() < end:
+            if predicate():
+                return
+            if self.proc is not None and self.proc.poll() is not None:
+                raise AssertionError("%s: ftmd exited with %s\n%s" %
+                                     (what, self.proc.returncode, self.stdout()))
+            time.sleep(0.02)
+        raise AssertionError(what)
+
+    def wait_exit(self, timeout=10):
+        return self.proc.wait(timeout=timeout * SLACK)
+
+    def stop(self):
+        if self.proc is not None and self.proc.poll() is None:
+            self.proc.send_signal(signal.SIGKILL)
+            self.proc.wait()
+
+    def close(self):
+        self.stop()
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+    def client(self, **kw):
+        return RawClient(self.port, **kw)
+
+    def tick(self):
+        """One pass of the transfer task, in real seconds."""
+        return 0.25 * self.timescale
+
+
+class RawClient:
+    """A UDP endpoint that speaks raw TFTP to the daemon's port."""
+
+    def __init__(self, port, host="127.0.0.1"):
+        self.addr = (host, port)
+        self.sock = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.sock.bind(("127.0.0.1", 0))
+
+    def close(self):
+        self.sock.close()
+
+    def send(self, data):
+        self.sock.sendto(data, self.addr)
+
+    def rrq(self, name, mode=b"octet"):
+        self.send(struct.pack("!H", RRQ) + name + b"\0" + mode + b"\0")
+
+    def wrq(self, name, mode=b"octet"):
+        self.send(struct.pack("!H", WRQ) + name + b"\0" + mode + b"\0")
+
+    def data(self, block, payload):
+        self.send(struct.pack("!HH", DATA, block) + payload)
+
+    def ack(self, block):
+        self.send(struct.pack("!HH", ACK, block))
+
+    def error(self, code, message):
+        self.send(struct.pack("!HH", ERROR, code) + message + b"\0")
+
+    def recv(self, timeout=5.0):
+        """The next datagram, or None after timeout seconds of silence."""
+        self.sock.settimeout(timeout * SLACK)
+        try:
+            data, addr = self.sock.recvfrom(2048)
+        except socket.timeout:
+            return None
+        assert addr == self.addr, "reply from %r, not the daemon's port" % (addr,)
+        return data
+
+    def expect(self, packet, timeout=5.0):
+        got = self.recv(timeout)
+        if got != packet:
+            raise AssertionError("expected %r, got %r" % (packet, got))
+
+    def silence(self, seconds):
+        got = self.recv(seconds / SLACK)
+        if got is not None:
+            raise AssertionError("expected no reply, got %r" % (got,))
+
+    def download(self, name, timeout=5.0):
+        """A whole download: returns (content, None) or (None, error packet)."""
+        self.rrq(name)
+        content, block = b"", 1
+        while True:
+            pkt = self.recv(timeout)
+            if pkt is None:
+                raise AssertionError("download of %r stalled at block %d" % (name, block))
+            op = struct.unpack("!H", pkt[:2])[0]
+            if op == ERROR:
+                return None, pkt
+            assert op == DATA and struct.unpack("!H", pkt[2:4])[0] == block, pkt
+            content += pkt[4:]
+            self.ack(block)
+            if len(pkt) < 516:
+                return content, None
+            block += 1
+
+    def upload(self, name, content, timeout=5.0):
+        """A whole upload: returns the packet that answered the last block."""
+        self.wrq(name)
+        self.expect(ack(0), timeout)
+        block = 1
+        while True:
+            chunk = content[(block - 1) * 512:block * 512]
+            self.data(block, chunk)
+            reply = self.recv(timeout)
+            if len(chunk) < 512 or reply != ack(block):
+                return reply
+            block += 1
+
+
+def ack(block):
+    return struct.pack("!HH", ACK, block)
+
+
+def data(block, payload):
+    return struct.pack("!HH", DATA, block) + payload
+
+
+def error(code, message):
+    return struct.pack("!HH", ERROR, code) + message + b"\0"
+
+
+class BoardTest(unittest.TestCase):
+    """A test case with a fresh board per test, removed afterwards."""
+
+    timescale = TIMESCALE
+
+    def board(self, start=True, **kw):
+        kw.setdefault("timescale", self.timescale)
+        b = Board(**kw)
+        self.addCleanup(b.close)
+        if start:
+            b.start()
+        return b
+
+    def client(self, board):
+        c = board.client()
+        self.addCleanup(c.close)
+        return c
