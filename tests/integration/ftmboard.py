@@ -116,6 +116,12 @@ class Board:
             self.proc.send_signal(signal.SIGKILL)
             self.proc.wait()
 
+    def sanitizer_reports(self):
+        """Reports of ASan, UBSan or TSan in the daemon's output."""
+        marks = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
+                 "WARNING: ThreadSanitizer")
+        return [line for line in self.stdout().splitlines() if any(m in line for m in marks)]
+
     def close(self):
         self.stop()
         shutil.rmtree(self.dir, ignore_errors=True)
@@ -230,6 +236,8 @@ class BoardTest(unittest.TestCase):
         kw.setdefault("timescale", self.timescale)
         b = Board(**kw)
         self.addCleanup(b.close)
+        # Runs before close (cleanups run last-in first-out).
+        self.addCleanup(lambda: self.assertEqual(b.sanitizer_reports(), [], b.stdout()[-4000:]))
         if start:
             b.start()
         return b

@@ -1,0 +1,25 @@
+#!/bin/sh
+# Installs what building and testing ftmd needs on a Debian 12 machine:
+# compilers (host, clang for the fuzzers, big-endian MIPS), qemu for the MIPS
+# tests, GoogleTest sources, and the real TFTP clients and reference server
+# the tests and benchmarks talk to. Installs only what is missing.
+set -eu
+
+packages="cmake ninja-build g++ clang libclang-rt-14-dev clang-format
+  g++-mips-linux-gnu qemu-user googletest python3 iproute2 util-linux
+  curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu"
+
+missing=""
+for p in $packages; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+[ -z "$missing" ] && exit 0
+
+echo "setup: installing$missing"
+if [ "$(id -u)" -eq 0 ]; then sudo=""; else sudo="sudo"; fi
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+# The TFTP server package must not start a system service on port 69.
+$sudo sh -c 'printf "#!/bin/sh\nexit 101\n" > /usr/sbin/policy-rc.d && chmod +x /usr/sbin/policy-rc.d'
+$sudo apt-get install -y -qq --no-install-recommends $missing >/dev/null
+$sudo rm -f /usr/sbin/policy-rc.d
