@@ -10,9 +10,10 @@ board=${1:-$top/build/board-demo}
 port=${2:-6969}
 
 "$top/scripts/setup.sh"
-cmake --preset host -S "$top" >/dev/null
-cmake --build "$top/build/host" --target ftmd ftmsim
-bin=$top/build/host/bin
+# A build of its own, without the tests: only the daemon and ftmsim.
+cmake --preset host -S "$top" -B "$top/build/demo" -DFTM_TESTS=OFF -DFTM_BENCH=OFF >/dev/null
+cmake --build "$top/build/demo" --target ftmd ftmsim
+bin=$top/build/demo/bin
 
 rm -rf "$board"
 "$bin/ftmsim" init "$board"
