@@ -23,5 +23,6 @@ SimDevice* SimDeviceFor(const std::string& board_path);
 // The device models, one per driver.
 SimDevice& SimGpioDevice();
 SimDevice& SimDslDevice();
+SimDevice& SimFlashDevice();
 
 #endif  // FTM_SIM_SIM_DEVICE_H_

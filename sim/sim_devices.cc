@@ -26,5 +26,6 @@ SimDevice& SimDslDevice() {
 SimDevice* SimDeviceFor(const std::string& board_path) {
   if (board_path == "/dev/gpioctrl") return &SimGpioDevice();
   if (board_path == "/dev/dsl_cpe_api") return &SimDslDevice();
+  if (board_path == "/dev/flshmgmt") return &SimFlashDevice();
   return nullptr;
 }

@@ -1,0 +1,71 @@
+// The flash-management driver: boot image selection and restart are logged
+// as "flash" events; the factory-test software version is the first line of
+// the board file flash/ftm_version (a missing file makes the query fail, as
+// a driver without a version would).
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "board/flash.h"
+#include "sim_board.h"
+#include "sim_device.h"
+
+namespace {
+
+class FlashDevice final : public SimDevice {
+ public:
+  const char* RequestName(unsigned long request) const override {
+    switch (request) {
+      case FLSHMGMT_RESTART:
+        return "FLSHMGMT_RESTART";
+      case FLSHMGMT_BOOT_NORMAL:
+        return "FLSHMGMT_BOOT_NORMAL";
+      case FLSHMGMT_BOOT_SAFE:
+        return "FLSHMGMT_BOOT_SAFE";
+      case FLSHMGMT_GET_FTMSOFTWAREVERSION:
+        return "FLSHMGMT_GET_FTMSOFTWAREVERSION";
+      default:
+        return nullptr;
+    }
+  }
+
+  int Ioctl(unsigned long request, void* arg) override {
+    switch (request) {
+      case FLSHMGMT_RESTART:
+        SimEvent("flash restart");
+        return 0;
+      case FLSHMGMT_BOOT_NORMAL:
+        SimEvent("flash boot normal");
+        return 0;
+      case FLSHMGMT_BOOT_SAFE:
+        SimEvent("flash boot safe");
+        return 0;
+      case FLSHMGMT_GET_FTMSOFTWAREVERSION: {
+        if (arg == nullptr) return Fail(EFAULT);
+        std::string text;
+        if (!SimReadFile(SimDir() + "/flash/ftm_version", &text)) return Fail(EIO);
+        text = text.substr(0, text.find('\n'));
+        // The driver fills the caller's 32 bytes: at most 31 characters.
+        text.resize(std::min(text.size(), kFtmSoftwareVersionSize - 1));
+        std::memcpy(arg, text.c_str(), text.size() + 1);
+        return 0;
+      }
+      default:
+        return Fail(EINVAL);
+    }
+  }
+
+ private:
+  static int Fail(int error) {
+    errno = error;
+    return -1;
+  }
+};
+
+}  // namespace
+
+SimDevice& SimFlashDevice() {
+  static FlashDevice device;
+  return device;
+}

@@ -1,0 +1,101 @@
+#include "board/flash.h"
+
+#include <fcntl.h>
+#include <syslog.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/platform.h"
+
+namespace {
+
+const char kFlashDevice[] = "/dev/flshmgmt";
+const char kBootDelayFile[] = "/tmp/BootDelayVer";
+
+char g_softwareVersion[kFtmSoftwareVersionSize];
+
+// One open descriptor of the flash device, closed on every path out.
+class FlashDevice {
+ public:
+  FlashDevice() : fd_(FtmPlatform().Open(kFlashDevice, O_RDWR)) {}
+  ~FlashDevice() {
+    if (fd_ >= 0) FtmPlatform().Close(fd_);
+  }
+  FlashDevice(const FlashDevice&) = delete;
+  FlashDevice& operator=(const FlashDevice&) = delete;
+
+  bool ok() const { return fd_ >= 0; }
+  int Ioctl(unsigned long request, void* arg) { return FtmPlatform().Ioctl(fd_, request, arg); }
+
+ private:
+  int fd_;
+};
+
+// A stream from the platform, closed on every path out.
+class File {
+ public:
+  explicit File(FILE* f) : f_(f) {}
+  ~File() {
+    if (f_ != nullptr) std::fclose(f_);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  FILE* get() const { return f_; }
+
+ private:
+  FILE* f_;
+};
+
+// The ordinary decimal conversion (leading blanks, a sign, digits; 0 when
+// there is no number), kept within int so that a long run of digits cannot
+// overflow.
+int LeadingDecimal(const char* text) {
+  long value = std::strtol(text, nullptr, 10);
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+}  // namespace
+
+int FlshmgmtRestart(int safe) {
+  FlashDevice device;
+  if (!device.ok()) return 0;
+  device.Ioctl(safe != 0 ? FLSHMGMT_BOOT_SAFE : FLSHMGMT_BOOT_NORMAL, nullptr);
+  device.Ioctl(FLSHMGMT_RESTART, nullptr);
+  return 0;
+}
+
+const char* FTM_GetSoftwareVersion() {
+  FlashDevice device;
+  if (!device.ok()) return g_softwareVersion;
+  // The driver writes into a scratch copy, so that a failed query cannot
+  // leave a half-written text in the shared buffer.
+  char version[kFtmSoftwareVersionSize] = {};
+  if (device.Ioctl(FLSHMGMT_GET_FTMSOFTWAREVERSION, version) != 0) {
+    FtmSyslog(LOG_ERR, "%s: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed",
+              "FTM_GetSoftwareVersion");
+    return g_softwareVersion;
+  }
+  version[kFtmSoftwareVersionSize - 1] = '\0';
+  std::memcpy(g_softwareVersion, version, sizeof g_softwareVersion);
+  return g_softwareVersion;
+}
+
+void FTM_GetBootMode_Kestra(char* buffer, size_t size) {
+  char command[64];
+  std::memset(command, 0, sizeof command);
+  std::snprintf(command, sizeof command, "uboot_env --get --name bootdelay > %s", kBootDelayFile);
+  FtmPlatform().System(command);
+
+  File file(FtmPlatform().Fopen(kBootDelayFile, "r"));
+  if (file.get() == nullptr) return;
+  char line[64];
+  if (std::fgets(line, sizeof line, file.get()) == nullptr) return;
+  int value = LeadingDecimal(line);
+  std::printf("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
+  if (buffer != nullptr && size > 0) std::snprintf(buffer, size, "%d", value);
+}

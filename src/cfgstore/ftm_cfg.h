@@ -1,0 +1,106 @@
+// The daemon's access to the configuration store (libcfg.h): the session
+// and table guards, the read pattern with its messages, the transactional
+// write, and the one field write that the request handlers share.
+//
+// Every session is opened and ended within one operation, and every table
+// record is released before the operation returns; the guards below make
+// sure of that on every path. All store access runs on the transfer task's
+// thread, so nothing here locks.
+#ifndef FTM_CFGSTORE_FTM_CFG_H_
+#define FTM_CFGSTORE_FTM_CFG_H_
+
+#include <cstdint>
+
+#include "cfgstore/libcfg.h"
+
+// The call site every table read names as its source file.
+extern const char kFtmCfgSourceFile[];  // "FTM_Apis.c"
+
+// Session modes: 0 for reading (and the configuration reset), 5 for the
+// production-data write.
+constexpr int32_t kFtmCfgReadMode = 0;
+constexpr int32_t kFtmCfgWriteMode = 5;
+
+// A store session: started on construction, ended on destruction.
+class FtmCfgSession {
+ public:
+  FtmCfgSession(int32_t mode, const char* tag);
+  ~FtmCfgSession();
+  FtmCfgSession(const FtmCfgSession&) = delete;
+  FtmCfgSession& operator=(const FtmCfgSession&) = delete;
+
+  bool ok() const { return id_ != 0; }
+  CfgSession id() const { return id_; }
+
+ private:
+  CfgSession id_;
+};
+
+// A table record from the library, freed on destruction or by the next Read.
+class FtmCfgTable {
+ public:
+  FtmCfgTable() = default;
+  ~FtmCfgTable() { Free(); }
+  FtmCfgTable(const FtmCfgTable&) = delete;
+  FtmCfgTable& operator=(const FtmCfgTable&) = delete;
+
+  // cl_cfg_getTable with the call site ("FTM_Apis.c", operation, line); the
+  // library's result, 0 on success. Reports nothing.
+  int32_t Read(CfgSession session, const char* name, const char* operation, int line);
+  void Free();
+
+  bool ok() const { return table_ != nullptr; }
+  int rows() const { return table_ != nullptr ? table_->rowCount : 0; }
+  int columns() const { return table_ != nullptr ? table_->colCount : 0; }
+  // The cell at a column position of a data row (both from 0), or null when
+  // the table has no such row or column. The library's leading row is
+  // never returned.
+  const char* Cell(int row, int column) const;
+
+ private:
+  CfgTable* table_ = nullptr;
+};
+
+// The read pattern's reports: the message on standard error and "Fail to
+// Create Xml File" in the error record.
+void FtmCfgReportNoSession();                   // "error: failed to start session\n"
+void FtmCfgReportReadFailed(const char* name);  // "error: failed to read table: %s\n"
+
+// Step 2 of the read pattern for a reader that needs at least minRows data
+// rows and the column positions below minColumns: reads the table into
+// *table, or reports the failure and returns false. A table that the
+// library hands out but that is too small for the reader counts as a table
+// that could not be read: it is freed and reported the same way.
+bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
+                     int minRows, int minColumns, FtmCfgTable* table);
+
+// Writes one field inside the caller's session and transaction; the column
+// by name. 0, or -1 after recording "Write data failed" and printing
+// "FTM write failed on table=%s row=%d col=%d(%s) value='%s'\n". A null
+// table name is -1 at once, without a message.
+int FtmCfgSetField(CfgSession session, const char* table, const char* column, int row,
+                   const char* value);
+
+// The transactional write: a session of mode 5 tagged "FTM write" holding one
+// transaction, started on construction when the session opens. A transaction
+// neither committed nor aborted is aborted on destruction, before the
+// session ends, so no path leaves it open.
+class FtmCfgWrite {
+ public:
+  FtmCfgWrite();
+  ~FtmCfgWrite();
+  FtmCfgWrite(const FtmCfgWrite&) = delete;
+  FtmCfgWrite& operator=(const FtmCfgWrite&) = delete;
+
+  bool ok() const { return session_.ok(); }
+  CfgSession session() const { return session_.id(); }
+  // Commits the transaction: the library's result (0 on success).
+  int32_t Commit();
+  void Abort();
+
+ private:
+  FtmCfgSession session_;
+  bool open_;
+};
+
+#endif  // FTM_CFGSTORE_FTM_CFG_H_
