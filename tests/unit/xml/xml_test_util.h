@@ -1,0 +1,69 @@
+// Compact tree notation for exact assertions on parsed documents:
+//   name, "/" when hasContent is 0, "^" when multiLineTag is 1,
+//   "[k=v,k=v]" attributes, "{text}", "(child child)" children.
+// A document dumps as its root's children separated by spaces.
+#ifndef FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_
+#define FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "xml/xml_doc.h"
+#include "xml/xml_write.h"
+
+struct DocFree {
+  void operator()(XmlNode* n) const { XmlFreeNode(n); }
+};
+using Doc = std::unique_ptr<XmlNode, DocFree>;
+
+// Parses a copy of `text` (which may hold NULs; the parser sees up to the
+// first).
+inline Doc ParseText(const std::string& text) {
+  std::vector<char> work(text.begin(), text.end());
+  work.push_back('\0');
+  return Doc(XmlParseDocument(work.data()));
+}
+
+inline std::string DumpNode(const XmlNode* n, bool flags = true) {
+  std::string out = n->name;
+  if (flags && n->hasContent == 0) out += "/";
+  if (flags && n->multiLineTag == 1) out += "^";
+  if (n->attrNames != nullptr) {
+    out += "[";
+    for (int i = 0; n->attrNames[i] != nullptr; ++i) {
+      out += std::string(i > 0 ? "," : "") + n->attrNames[i] + "=" + n->attrValues[i];
+    }
+    out += "]";
+  }
+  if (n->text != nullptr) out += std::string("{") + n->text + "}";
+  if (n->children != nullptr) {
+    out += "(";
+    for (int i = 0; n->children[i] != nullptr; ++i) {
+      out += (i > 0 ? " " : "") + DumpNode(n->children[i], flags);
+    }
+    out += ")";
+  }
+  return out;
+}
+
+inline std::string DumpDoc(const XmlNode* root, bool flags = true) {
+  std::string out;
+  if (root->children == nullptr) return out;
+  for (int i = 0; root->children[i] != nullptr; ++i) {
+    out += (i > 0 ? " " : "") + DumpNode(root->children[i], flags);
+  }
+  return out;
+}
+
+inline std::string Serialize(const XmlNode* node, int indent = 1) {
+  size_t size = 0;
+  XmlMeasure(node, &size, indent, 0);
+  std::string buffer(size + 1, '\0');
+  size_t written = 0;
+  XmlSerialize(node, &buffer[0], buffer.size(), &written, indent, 0);
+  buffer.resize(written);
+  return buffer;
+}
+
+#endif  // FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_

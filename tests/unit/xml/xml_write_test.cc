@@ -1,0 +1,302 @@
+#include "xml/xml_write.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "dispatch/ftm_status.h"
+#include "xml/xml_templates.h"
+#include "xml_test_util.h"
+
+namespace {
+
+const char kProlog[] = "  <?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n";
+
+struct WriteCase {
+  const char* input;
+  const char* output;
+};
+
+// Failures name the input rather than the bytes of the case record.
+void PrintTo(const WriteCase& c, std::ostream* os) {
+  *os << ::testing::PrintToString(std::string(c.input));
+}
+
+class WriteTable : public ::testing::TestWithParam<WriteCase> {};
+
+TEST_P(WriteTable, WritesExactBytesAndMeasuresThem) {
+  Doc doc = ParseText(GetParam().input);
+  const std::string out = Serialize(doc.get());
+  EXPECT_EQ(out, GetParam().output) << "input: " << GetParam().input;
+  size_t measured = 0;
+  XmlMeasure(doc.get(), &measured, 1, 0);
+  EXPECT_EQ(measured, out.size());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    XmlFormat, WriteTable,
+    ::testing::Values(WriteCase{"", ""}, WriteCase{"<A/>", "  <A>\r\n  </A>\r\n"},
+                      WriteCase{"<A>t<B/></A>",
+                                "  <A>\r\n    t\r\n    <B>\r\n    </B>\r\n  </A>\r\n"},
+                      WriteCase{"<A x=\"1\" y=\"a&amp;b\">a&lt;b&amp;c</A>",
+                                "  <A x=\"1\" y=\"a&b\">\r\n    a<b&c\r\n  </A>\r\n"},
+                      WriteCase{"<?xml?><?xml v=1?>", "  <?xml>\r\n  <?xml v=\"1\"?>\r\n"},
+                      WriteCase{"<top><A/></top>", "      <A>\r\n    </A>\r\n"},
+                      WriteCase{"<A>x\ny</A>", "  <A>\r\n    x\r\ny\r\n  </A>\r\n"}));
+
+TEST(XmlWrite, WithoutIndentation) {
+  Doc doc = ParseText("<?xml v=1?><A k=v>t<B/></A>");
+  EXPECT_EQ(Serialize(doc.get(), 0), "<?xml v=\"1\"?><A k=\"v\">t<B></B></A>");
+}
+
+// Pieces that do not fit are skipped whole; later, shorter ones still go in.
+TEST(XmlWrite, SkipsPiecesThatDoNotFit) {
+  Doc doc = ParseText("<A/>");
+  char buffer[6] = "";
+  size_t length = 0;
+  EXPECT_EQ(XmlSerialize(doc.get(), buffer, sizeof buffer, &length, 1, 0), 0);
+  EXPECT_STREQ(buffer, "  <A>");
+  EXPECT_EQ(length, 5u);
+  EXPECT_EQ(XmlSerialize(doc.get(), buffer, sizeof buffer, nullptr, 1, 0), -2);
+  length = 0;
+  EXPECT_EQ(XmlSerialize(doc.get(), nullptr, 100, &length, 1, 0), 0);
+  EXPECT_EQ(length, 0u);
+}
+
+TEST(XmlWrite, LongNamesAndValuesGoOutWhole) {
+  const std::string name(200, 'N');
+  const std::string value(300, 'v');
+  Doc doc = ParseText("<" + name + " a=\"" + value + "\"/>");
+  EXPECT_EQ(Serialize(doc.get()), "  <" + name + " a=\"" + value + "\">\r\n  </" + name + ">\r\n");
+}
+
+TEST(XmlReport, BuildsDownloadStatusWithStoredLengthCountingNul) {
+  Doc doc(FTM_NewDownloadStatusDoc());
+  char* text = nullptr;
+  int length = 0;
+  ASSERT_EQ(FTM_BuildReportFile(&text, &length, doc.get()), 0);
+  EXPECT_EQ(length, 96);
+  EXPECT_EQ(std::string(text),
+            std::string(kProlog) + "  <DOWNLOAD_STATUS>\r\n    DONE\r\n  </DOWNLOAD_STATUS>\r\n");
+  std::free(text);
+}
+
+TEST(XmlReport, FailsForEmptyDocumentOrOccupiedSlot) {
+  Doc empty = ParseText("");
+  Doc doc(FTM_NewDownloadStatusDoc());
+  char* text = nullptr;
+  int length = 7;
+  FtmClearErrorInfo();
+  EXPECT_EQ(FTM_BuildReportFile(&text, &length, empty.get()), -1);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(length, 7);
+  EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
+
+  char occupied[] = "old";
+  text = occupied;
+  FtmClearErrorInfo();
+  EXPECT_EQ(FTM_BuildReportFile(&text, &length, doc.get()), -1);
+  EXPECT_EQ(text, occupied);
+  EXPECT_EQ(length, 7);
+  EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
+}
+
+TEST(XmlOperations, FindPathRecordsMissingElements) {
+  Doc doc(FTM_NewTestConfigDoc());
+  FtmClearErrorInfo();
+  XmlNode* led = XmlFindPath(doc.get(), "TEST_CONFIG", "LED", "WPS_LED");
+  ASSERT_NE(led, nullptr);
+  EXPECT_STREQ(led->name, "WPS_LED");
+  EXPECT_STREQ(XmlFindPath(doc.get(), "TEST_CONFIG", nullptr, "USB")->name, "TEST_CONFIG");
+  EXPECT_EQ(FtmGetErrorInfo()->message, nullptr);
+  EXPECT_EQ(XmlFindPath(doc.get(), "TEST_CONFIG", "LED", "Wps_LED"), nullptr);
+  EXPECT_STREQ(FtmGetErrorInfo()->message, "Xml File InValid");
+  FtmClearErrorInfo();
+  EXPECT_EQ(XmlFindPath(doc.get(), nullptr, "LED", nullptr), nullptr);
+  EXPECT_STREQ(FtmGetErrorInfo()->message, "Xml File InValid");
+  EXPECT_EQ(XmlFindChild(led, "x"), nullptr);
+}
+
+TEST(XmlOperations, SetTextAndAttributes) {
+  Doc doc = ParseText("<A/><B a=1 b=2>t</B>");
+  XmlNode* a = doc->children[0];
+  XmlNode* b = doc->children[1];
+  ASSERT_EQ(XmlSetText(a, "x\n &amp; "), 0);
+  EXPECT_EQ(a->hasContent, 1);
+  ASSERT_EQ(XmlSetText(b, ""), 0);
+  EXPECT_EQ(b->text, nullptr);
+  EXPECT_EQ(b->hasContent, 1);
+
+  const char* old = b->attrValues[0];
+  ASSERT_EQ(XmlSetAttribute(b, "a", "1"), 0);
+  EXPECT_EQ(b->attrValues[0], old);  // same value: untouched
+  ASSERT_EQ(XmlSetAttribute(b, "b", "9"), 0);
+  ASSERT_EQ(XmlSetAttribute(b, "c", "3"), 0);
+  ASSERT_EQ(XmlSetAttribute(a, "n", "v"), 0);
+  EXPECT_EQ(
+      Serialize(doc.get()),
+      "  <A n=\"v\">\r\n    x\n &amp; \r\n  </A>\r\n  <B a=\"1\" b=\"9\" c=\"3\">\r\n  </B>\r\n");
+
+  EXPECT_STREQ(*XmlAttrNameSlot(b, 0), "a");
+  EXPECT_STREQ(*XmlAttrValueSlot(b, 1), "9");
+  EXPECT_EQ(*XmlAttrNameSlot(b, 3), nullptr);
+  EXPECT_EQ(*XmlAttrValueSlot(b, 3), nullptr);
+  Doc bare = ParseText("<C/>");
+  EXPECT_EQ(XmlAttrNameSlot(bare->children[0], 0), nullptr);
+  EXPECT_EQ(XmlAttrValueSlot(bare->children[0], 0), nullptr);
+}
+
+// Expected trees written from the report definitions, independently of the
+// template texts.
+std::string Leaves(const std::vector<std::string>& names, const std::string& text,
+                   const std::string& attrs = "") {
+  std::string out;
+  for (const std::string& n : names) out += (out.empty() ? "" : " ") + n + attrs + "{" + text + "}";
+  return out;
+}
+
+std::string Tree(const std::string& report) {
+  return "xml/[version=1.0,encoding=UTF-8] " + report;
+}
+
+TEST(XmlTemplates, ParseIntoTheReportTrees) {
+  const std::string port = "(ETH_PORT_ACTIVE{NO} " +
+                           Leaves({"ETH_DISCARD_IN", "ETH_DISCARD_OUT", "ETH_IN", "ETH_OUT"}, "0") +
+                           ")";
+  const std::string stats =
+      "FTM_STATS(ETHERNET(" +
+      Leaves({"ETH_DISCARD_IN", "ETH_DISCARD_OUT", "ETH_IN", "ETH_OUT"}, "0") + ") ATM(" +
+      Leaves({"ATM_DISCARD_IN", "ATM_DISCARD_OUT", "ATM_IN", "ATM_OUT"}, "0") +
+      " VC_CHAN_NUM{1}(VC_VPI{1} VC_VCI{1})) DSL(" +
+      Leaves({"DSL_ACTIVITY_DOWNSTREAM", "DSL_ACTIVITY_UPTREAM", "DSL_FEC_DOWNSTREAM",
+              "DSL_FEC_UPSTREAM", "DSL_CRC_DOWNSTREAM", "DSL_CRC_UPSTREAM", "DSL_HEC_DOWNSTREAM",
+              "DSL_HEC_UPSTREAM", "DSL_ATTEN_DOWNSTREAM", "DSL_ATTEN_UPSTREAM",
+              "DSL_MARGIN_DOWNSTREAM", "DSL_MARGIN_UPSTREAM", "DSL_SPEED_DOWNSTREAM",
+              "DSL_SPEED_UPSTREAM", "DSL_POWER_DOWNSTREAM", "SIGNAL_LOSS"},
+             "1") +
+      " READY_STATUS{READY} DSL_STATE{DOWN}) ATH_WIRELESS(" +
+      Leaves({"WIRE_TXBYTES", "WIRE_TXPACKETS", "WIRE_TXERRORS", "WIRE_TXDROPS", "WIRE_RXBYTES",
+              "WIRE_RXPACKETS", "WIRE_RXERRORS", "WIRE_RXDROPS", "WIRE_STATIONS"},
+             "NA") +
+      ") FLASH(DEV_TYPE{OK} WRITE{OK} ERASE{OK} CORRUPT_FILE{NO} FILE_CRC_ERROR{NO}))";
+  const std::string config =
+      "TEST_CONFIG(LED(" +
+      Leaves({"WPS_LED", "INTERNET_LED", "USB_LED", "LAN_LED", "WAN_LED", "WIFI_24G_LED",
+              "WIFI_5G_LED", "MOBILE_4G_LED", "MOBILE_3G_LED", "ALL_LEDS"},
+             "NA", "[RW=T]") +
+      ") ATH_WIRELESS(ATH_24G_WIRELESS(" +
+      Leaves({"SSID_24G", "MODE_24G", "CHANNEL_24G", "WiFi_24G_Radio_Ctrl", "DOMAIN_24G"}, "NA") +
+      ") ATH_5G_WIRELESS(" +
+      Leaves({"SSID_5G", "MODE_5G", "CHANNEL_5G", "WiFi_5G_Radio_Ctrl", "DOMAIN_5G"}, "NA") +
+      ")) WPS_SWITCH(WPS_SW_STATUS[RW=F]{NA}) RESET_SWITCH(RESET_SW_STATUS[RW=F]{NA}) "
+      "WIFI_PWR_SWITCH(WIFI_PWR_STATUS[RW=F]{NA}) USB(" +
+      Leaves({"HOST", "VENDOR", "MODEL", "TYPE"}, "NA") + "))";
+  std::string ports;
+  for (int i = 1; i <= 5; ++i) ports += (i > 1 ? " PORT_" : "PORT_") + std::to_string(i) + port;
+
+  EXPECT_EQ(DumpDoc(Doc(FTM_NewDownloadStatusDoc()).get()), Tree("DOWNLOAD_STATUS{DONE}"));
+  EXPECT_EQ(DumpDoc(Doc(FTM_NewEthernetDoc()).get()), Tree("ETHERNET(" + ports + ")"));
+  EXPECT_EQ(DumpDoc(Doc(FTM_NewStatsDoc()).get()), Tree(stats));
+  EXPECT_EQ(DumpDoc(Doc(FTM_NewTestConfigDoc()).get()), Tree(config));
+  EXPECT_EQ(DumpDoc(ParseText(kFtmMobileInfoTemplate).get()),
+            Tree("MOBILE_INFO(CGMR{NA} IMEI{NA} MODEL{NA} SIM{no SIM card} "
+                 "ANT{Main: -XX.X, Aux: -XX.X} LTE_4G_BROADBAND{NA} LTE_4G_RUNTIME{NA})"));
+  EXPECT_EQ(DumpDoc(ParseText(kFtmAntennaInfoTemplate).get()),
+            Tree("ANTENNA_INFO(ANT{Main: -XX.X, Aux: -XX.X})"));
+  EXPECT_EQ(DumpDoc(ParseText(kFtmModemInfoTemplate).get()),
+            Tree("MODEM_INFO(MODEL_NUM{K17-403522-02} SERIAL_NUM{1234} "
+                 "MAC_ADDR{02:5e:a3:00:00:01} PROD_DATE{01252002} PROD_REV{A} "
+                 "FTM_SOFTWARE_VER{N/A} SOFTWARE_VER{VER:01.05.06} "
+                 "SOFTWARE_DESC{Corvalink Dual Connect} SOFTWARE_LOAD{Unknown} "
+                 "RELEASE_BUILD_VER{Unknown} BOOT_DELAY{5})"));
+
+  EXPECT_EQ(std::strlen(kFtmSupportedTestsPrefix), 132u);
+  EXPECT_EQ(
+      DumpDoc(
+          ParseText(std::string(kFtmSupportedTestsPrefix) + "<LED/><VOIP/></ACTIVE_TEST>").get()),
+      Tree("SUPPORTED_TESTS(LED/ THROUGHPUT/ RESET_SWITCH/ BCOM_WIRELESS/) "
+           "ACTIVE_TEST(LED/ VOIP/)"));
+}
+
+TEST(XmlTemplates, WriteQuotedPrologAndNestedLines) {
+  const char* texts[] = {kFtmDownloadStatusTemplate, kFtmEthernetTemplate,
+                         kFtmStatsTemplate,          kFtmTestConfigTemplate,
+                         kFtmMobileInfoTemplate,     kFtmAntennaInfoTemplate,
+                         kFtmModemInfoTemplate};
+  for (const char* text : texts) {
+    EXPECT_EQ(Serialize(ParseText(text).get()).rfind(kProlog, 0), 0u) << text;
+  }
+  const std::string config = Serialize(Doc(FTM_NewTestConfigDoc()).get());
+  EXPECT_NE(config.find("\r\n      <WPS_LED RW=\"T\">\r\n        NA\r\n      </WPS_LED>\r\n"),
+            std::string::npos);
+  const std::string stats = Serialize(Doc(FTM_NewStatsDoc()).get());
+  EXPECT_NE(stats.find("      <VC_CHAN_NUM>\r\n        1\r\n        <VC_VPI>\r\n"),
+            std::string::npos);
+}
+
+// Random documents of the kind the daemon writes (texts without line breaks,
+// '<' or '>'): written, read back and written again give the same bytes and
+// the same names, attributes and texts, and the measure always equals what
+// is written.
+class RandomDoc {
+ public:
+  explicit RandomDoc(unsigned seed) : rng_(seed) {}
+
+  std::string Make() {
+    std::string out = Pick(3) == 0 ? "<?xml version=1.0 encoding=UTF-8?>" : "";
+    for (int n = 1 + Pick(3); n > 0; --n) out += Element(1);
+    return out;
+  }
+
+ private:
+  unsigned Pick(unsigned n) { return rng_() % n; }
+  std::string Word(const char* alphabet, int maxLen) {
+    std::string w;
+    for (int n = 1 + Pick(maxLen); n > 0; --n) w += alphabet[Pick(std::strlen(alphabet))];
+    return w;
+  }
+  std::string Text() {
+    const char* parts[] = {"a", "Z9", "&amp;", "&amp;amp;", " ", ":", "-", ".", "&", "\t"};
+    std::string t = Word("xyz", 2);
+    for (int n = Pick(6); n > 0; --n) t += parts[Pick(10)];
+    return t + Word("xyz", 2);
+  }
+  std::string Element(int depth) {
+    const std::string name = Word("ABT_01", 4);
+    std::string tag = "<" + name;
+    for (int n = Pick(3); n > 0; --n) tag += " " + Word("ab", 2) + "=\"" + Text() + "\"";
+    // A self-closing tag whose name begins with an enclosing element's name
+    // would count as an opening of it; such inputs never balance.
+    if (Pick(4) == 0) return "<x" + tag.substr(1) + "/>";
+    tag += ">";
+    if (Pick(2) == 0) tag += "  " + Text() + " \t";
+    if (depth < 5) {
+      for (int n = Pick(4); n > 0; --n) tag += Element(depth + 1);
+    }
+    return tag + "</" + name + ">";
+  }
+  std::mt19937 rng_;
+};
+
+TEST(XmlProperties, WriteReadWriteIsStableAndMeasured) {
+  RandomDoc gen(2024);
+  for (int i = 0; i < 2000; ++i) {
+    const std::string input = gen.Make();
+    Doc first = ParseText(input);
+    const std::string once = Serialize(first.get());
+    Doc second = ParseText(once);
+    ASSERT_EQ(Serialize(second.get()), once) << input;
+    ASSERT_EQ(DumpDoc(second.get(), false), DumpDoc(first.get(), false)) << input;
+    for (int indent = 0; indent <= 1; ++indent) {
+      size_t measured = 0;
+      XmlMeasure(first.get(), &measured, indent, 0);
+      ASSERT_EQ(measured, Serialize(first.get(), indent).size()) << input;
+    }
+  }
+}
+
+}  // namespace
