@@ -1,0 +1,162 @@
+// ftmxml: shows how the daemon reads an XML request file, without a board.
+//
+//   ftmxml FILE|-              the parsed tree, as the daemon's code sees it
+//   ftmxml --serialize FILE|-  exactly the bytes the daemon writes for it
+//
+// It runs the daemon's own parser and writer, so what it prints is what
+// the board's handlers get.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "xml/xml_doc.h"
+#include "xml/xml_write.h"
+
+namespace {
+
+// The largest file the board accepts in an upload.
+constexpr size_t kUploadLimit = 7648;
+
+void Usage(FILE* out) {
+  std::fputs(
+      "usage: ftmxml FILE|-\n"
+      "       ftmxml --serialize FILE|-\n"
+      "Parses FILE (- for standard input) as the daemon does. Without options,\n"
+      "prints the tree the daemon builds; with --serialize, writes to standard\n"
+      "output exactly the text the daemon would write for it.\n",
+      out);
+}
+
+struct NodeFree {
+  void operator()(XmlNode* n) const { XmlFreeNode(n); }
+};
+
+bool ReadAll(const char* path, std::vector<char>* data) {
+  const bool isStdin = std::strcmp(path, "-") == 0;
+  FILE* in = isStdin ? stdin : std::fopen(path, "rb");
+  if (in == nullptr) return false;
+  char chunk[4096];
+  size_t n;
+  while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0)
+    data->insert(data->end(), chunk, chunk + n);
+  const bool ok = std::ferror(in) == 0;
+  if (!isStdin) std::fclose(in);
+  return ok;
+}
+
+// Control characters, quotes and backslashes made visible, so that a stray
+// carriage return or tab in a value can be seen.
+std::string Quote(const char* s) {
+  std::string out = "\"";
+  for (const unsigned char* p = reinterpret_cast<const unsigned char*>(s); *p != '\0'; ++p) {
+    switch (*p) {
+      case '\r':
+        out += "\\r";
+        break;
+      case '\n':
+        out += "\\n";
+        break;
+      case '\t':
+        out += "\\t";
+        break;
+      case '\\':
+        out += "\\\\";
+        break;
+      case '"':
+        out += "\\\"";
+        break;
+      default:
+        if (*p < 0x20 || *p == 0x7f) {
+          char hex[8];
+          std::snprintf(hex, sizeof hex, "\\x%02x", *p);
+          out += hex;
+        } else {
+          out += static_cast<char>(*p);
+        }
+    }
+  }
+  out += "\"";
+  return out;
+}
+
+void PrintTree(const XmlNode* node, int depth) {
+  const std::string pad(2 * depth, ' ');
+  std::printf("%selement %s hasContent=%d multiLineTag=%d\n", pad.c_str(),
+              Quote(node->name).c_str(), node->hasContent, node->multiLineTag);
+  if (node->attrNames != nullptr) {
+    for (int i = 0; node->attrNames[i] != nullptr; ++i) {
+      std::printf("%s  attribute %s = %s\n", pad.c_str(), Quote(node->attrNames[i]).c_str(),
+                  Quote(node->attrValues[i]).c_str());
+    }
+  }
+  if (node->text != nullptr) std::printf("%s  text %s\n", pad.c_str(), Quote(node->text).c_str());
+  if (node->children != nullptr) {
+    for (XmlNode* const* child = node->children; *child != nullptr; ++child) {
+      PrintTree(*child, depth + 1);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  bool serialize = false;
+  const char* path = nullptr;
+  for (int i = 1; i < argc; ++i) {
+    if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+      Usage(stdout);
+      return 0;
+    }
+    if (std::strcmp(argv[i], "--serialize") == 0 && !serialize) {
+      serialize = true;
+    } else if (path == nullptr && (std::strcmp(argv[i], "-") == 0 || argv[i][0] != '-')) {
+      path = argv[i];
+    } else {
+      std::fprintf(stderr, "ftmxml: unexpected argument '%s'\n", argv[i]);
+      Usage(stderr);
+      return 2;
+    }
+  }
+  if (path == nullptr) {
+    std::fputs("ftmxml: no file given\n", stderr);
+    Usage(stderr);
+    return 2;
+  }
+
+  std::vector<char> data;
+  if (!ReadAll(path, &data)) {
+    std::fprintf(stderr, "ftmxml: cannot read %s: %s\n", path, std::strerror(errno));
+    return 1;
+  }
+  const char* label = std::strcmp(path, "-") == 0 ? "standard input" : path;
+  if (data.size() > kUploadLimit) {
+    std::fprintf(stderr, "ftmxml: note: %s is %zu bytes; the board refuses uploads over %zu\n",
+                 label, data.size(), kUploadLimit);
+  }
+  const void* nul = std::memchr(data.data(), '\0', data.size());
+  if (nul != nullptr) {
+    std::fprintf(stderr, "ftmxml: note: %s holds a NUL at byte %zu; the daemon reads no further\n",
+                 label, static_cast<size_t>(static_cast<const char*>(nul) - data.data()));
+  }
+  data.push_back('\0');
+
+  std::unique_ptr<XmlNode, NodeFree> document(XmlParseDocument(data.data()));
+  if (!document) {
+    std::fputs("ftmxml: out of memory\n", stderr);
+    return 1;
+  }
+  if (!serialize) {
+    PrintTree(document.get(), 0);
+    return std::fflush(stdout) == 0 ? 0 : 1;
+  }
+  size_t size = 0;
+  XmlMeasure(document.get(), &size, 1, 0);
+  std::vector<char> text(size + 1, '\0');
+  size_t written = 0;
+  XmlSerialize(document.get(), text.data(), text.size(), &written, 1, 0);
+  if (std::fwrite(text.data(), 1, written, stdout) != written || std::fflush(stdout) != 0) return 1;
+  return 0;
+}
