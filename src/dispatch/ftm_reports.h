@@ -5,9 +5,11 @@
 #define FTM_DISPATCH_FTM_REPORTS_H_
 
 #include "dispatch/ftm_status.h"
+#include "reports/FTM_ModemInfo.h"
+#include "requests/FTM_PutModemInfo.h"
 
 // Downloads.
-#define FTM_REPORT_MODEMINFO nullptr
+#define FTM_REPORT_MODEMINFO FTM_GetModemInfoXml
 #define FTM_REPORT_TESTMODEOP nullptr
 #define FTM_REPORT_TESTMODECFG nullptr
 #define FTM_REPORT_STATISTICS nullptr
@@ -17,7 +19,7 @@
 #define FTM_REPORT_MOBILEINFO nullptr
 
 // Uploads.
-#define FTM_HANDLER_MODEMINFO nullptr
+#define FTM_HANDLER_MODEMINFO FtmPutModemInfo
 #define FTM_HANDLER_TESTMODEOP nullptr
 #define FTM_HANDLER_TESTMODECFG nullptr
 #define FTM_HANDLER_STATS4PORT nullptr

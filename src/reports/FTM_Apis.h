@@ -1,0 +1,16 @@
+// The report fills that read the configuration store. They identify
+// themselves to the store's library as "FTM_Apis.c", with their own names
+// and the lines of their calls.
+#ifndef FTM_REPORTS_FTM_APIS_H_
+#define FTM_REPORTS_FTM_APIS_H_
+
+#include "xml/xml_doc.h"
+
+// Fills a MODEM_INFO element in place, in four passes over its children
+// (production data and boot delay; software versions; INI file and software
+// load; transceiver). A table that cannot be read leaves its pass's
+// elements as they were. 0, or -1 when no session could be started or the
+// Xcvr table could not be read.
+int XMLS_GetModemInfoCM(XmlNode* element);
+
+#endif  // FTM_REPORTS_FTM_APIS_H_

@@ -1,0 +1,122 @@
+#include "requests/FTM_PutModemInfo.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "cfgstore/ftm_cfg.h"
+#include "dispatch/ftm_status.h"
+#include "platform/platform.h"
+#include "xml/xml_write.h"
+
+namespace {
+
+const char kTable[] = "ProductionData";
+
+// The request's elements that are stored, and their columns.
+struct StoreField {
+  const char* element;
+  const char* column;
+};
+const StoreField kStoreFields[] = {
+    {"MODEL_NUM", "ModelNum"}, {"SERIAL_NUM", "SerialNum"}, {"MAC_ADDR", "MacAddr"},
+    {"PROD_DATE", "Date"},     {"PROD_REV", "Revision"},    {"E_164", "E164"},
+};
+
+struct FreeText {
+  void operator()(char* text) const { std::free(text); }
+};
+struct FreeDocument {
+  void operator()(XmlNode* node) const { XmlFreeNode(node); }
+};
+
+const char* StoreColumn(const char* element) {
+  for (const StoreField& field : kStoreFields) {
+    if (std::strcmp(field.element, element) == 0) return field.column;
+  }
+  return nullptr;
+}
+
+// The ordinary decimal conversion, kept within int: text that is not a
+// number gives 0, so only a decimal number ever reaches the command line.
+int DecimalValue(const char* text) {
+  long value = std::strtol(text, nullptr, 10);
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+// The boot delay is the boot loader's, not the store's: it is set at once
+// and is not undone when a later element fails.
+void SetBootDelay(const char* text) {
+  char command[128];
+  std::memset(command, 0, sizeof command);
+  std::snprintf(command, sizeof command, "uboot_env --set --name bootdelay --value %d",
+                DecimalValue(text));
+  FtmPlatform().System(command);
+}
+
+void RemoveSavedConfiguration() {
+  FtmPlatform().Unlink("/PRST/current.cfg");
+  FtmPlatform().Unlink("/PRST/current.bak");
+}
+
+// Writes the elements in document order inside one transaction; the result
+// of the commit, or -1 when an element fails (everything stored is then
+// rolled back).
+int WriteElements(const FtmCfgWrite& write, XmlNode* info) {
+  for (XmlNode** child = info->children; *child != nullptr; ++child) {
+    const char* name = (*child)->name;
+    if (const char* column = StoreColumn(name)) {
+      // An element without text is handed to the store without a value.
+      if (FtmCfgSetField(write.session(), kTable, column, 0, (*child)->text) != 0) return -1;
+    } else if (std::strcmp(name, "BOOT_DELAY") == 0) {
+      if ((*child)->text == nullptr) return -1;
+      SetBootDelay((*child)->text);
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+int FtmPutModemInfo(const char* text) {
+  // The parser writes into its input; the upload belongs to the transfer.
+  std::unique_ptr<XmlNode, FreeDocument> document;
+  {
+    std::unique_ptr<char, FreeText> work(static_cast<char*>(std::malloc(std::strlen(text) + 1)));
+    if (work != nullptr) {
+      std::strcpy(work.get(), text);
+      document.reset(XmlParseDocument(work.get()));
+    }
+  }
+  if (document == nullptr) {
+    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
+    return -1;
+  }
+
+  XmlNode* info = XmlFindChild(document.get(), "MODEM_INFO");
+  if (info == nullptr || info->children == nullptr || info->children[0] == nullptr) {
+    document.reset();
+    RemoveSavedConfiguration();
+    return 0;
+  }
+
+  int rc;
+  {
+    FtmCfgWrite write;
+    if (!write.ok()) return -1;  // the saved files stay
+    rc = WriteElements(write, info);
+    if (rc == 0) {
+      rc = write.Commit();
+    } else {
+      write.Abort();
+    }
+  }  // the session ends here
+  if (rc != 0) ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
+  document.reset();
+  RemoveSavedConfiguration();
+  return rc;
+}
