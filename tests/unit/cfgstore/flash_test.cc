@@ -6,12 +6,10 @@
 #include <gtest/gtest.h>
 #include <syslog.h>
 
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "recording_platform.h"
+#include "fake_board_platform.h"
 
 namespace {
 
@@ -19,29 +17,7 @@ using Calls = std::vector<std::string>;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 
-// Adds a driver that reports a version and a work file with given contents.
-class FlashPlatform : public RecordingPlatform {
- public:
-  std::string version = "FTM-2.04";
-  bool bootDelayFile = true;
-  std::string bootDelayText;
-
-  int Ioctl(int fd, unsigned long request, void* arg) override {
-    int rc = RecordingPlatform::Ioctl(fd, request, arg);
-    if (rc == 0 && request == FLSHMGMT_GET_FTMSOFTWAREVERSION) {
-      std::snprintf(static_cast<char*>(arg), kFtmSoftwareVersionSize, "%s", version.c_str());
-    }
-    return rc;
-  }
-  FILE* Fopen(const char* path, const char* mode) override {
-    calls.push_back(std::string("fopen ") + path + " " + mode);
-    if (!bootDelayFile) return nullptr;
-    FILE* f = std::tmpfile();
-    std::fputs(bootDelayText.c_str(), f);
-    std::rewind(f);
-    return f;
-  }
-};
+using FlashPlatform = FakeBoardPlatform;
 
 TEST(FlashTest, RestartSelectsTheImageFirst) {
   FlashPlatform p;
