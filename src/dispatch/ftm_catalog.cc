@@ -24,7 +24,7 @@ struct DownloadRow {
 // report this build does not make yet: it is answered "File Not Supported".
 DownloadRow g_downloads[] = {
     {"FTM_ModemInfo.xml", FTM_REPORT_MODEMINFO, nullptr, nullptr, 0},
-    {"FTM_TestModeOp.xml", nullptr, FTM_REPORT_TESTMODEOP, nullptr, 0},
+    {"FTM_TestModeOp.xml", FTM_REPORT_TESTMODEOP, nullptr, nullptr, 0},
     {"FTM_TestModeCfg.xml", nullptr, FTM_REPORT_TESTMODECFG, nullptr, 0},
     {"FTM_Statistics.xml", FTM_REPORT_STATISTICS, nullptr, nullptr, 0},
     {"FTM_Progress.xml", nullptr, FTM_REPORT_PROGRESS, nullptr, 0},

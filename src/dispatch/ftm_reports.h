@@ -6,14 +6,15 @@
 
 #include "dispatch/ftm_status.h"
 #include "reports/FTM_ModemInfo.h"
+#include "reports/FTM_Progress.h"
 #include "requests/FTM_PutModemInfo.h"
 
 // Downloads.
 #define FTM_REPORT_MODEMINFO FTM_GetModemInfoXml
-#define FTM_REPORT_TESTMODEOP nullptr
+#define FTM_REPORT_TESTMODEOP FTM_GetTestModeOpXml
 #define FTM_REPORT_TESTMODECFG nullptr
 #define FTM_REPORT_STATISTICS nullptr
-#define FTM_REPORT_PROGRESS nullptr
+#define FTM_REPORT_PROGRESS FTM_GetProgressXml
 #define FTM_REPORT_STATS4PORT nullptr
 #define FTM_REPORT_ANTENNAINFO nullptr
 #define FTM_REPORT_MOBILEINFO nullptr
