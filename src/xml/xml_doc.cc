@@ -99,20 +99,22 @@ size_t DecodeEntities(char* s, size_t n) {
 // line feed turned into "~~" and every "~~" (left to right) into "\r\n". So
 // "\r\n" becomes "\r\r\n" and a "~~" already in the text becomes "\r\n".
 char* MakeText(const char* start, size_t n) {
-  std::string text(start, n);
-  while (!text.empty() && IsSpace(text.back())) text.pop_back();
-  text.resize(DecodeEntities(&text[0], text.size()));
+  CString text(CopyOrThrow(start, n));
+  char* s = text.get();
+  while (n > 0 && IsSpace(s[n - 1])) --n;
+  n = DecodeEntities(s, n);
+  s[n] = '\0';
+  if (std::memchr(s, '\n', n) == nullptr && std::strstr(s, "~~") == nullptr) return text.release();
+
   std::string marked;
-  marked.reserve(text.size());
-  for (char c : text) {
-    if (c == '\n') {
+  for (size_t i = 0; i < n; ++i) {
+    if (s[i] == '\n') {
       marked += "~~";
     } else {
-      marked += c;
+      marked += s[i];
     }
   }
   std::string out;
-  out.reserve(marked.size());
   for (size_t i = 0; i < marked.size();) {
     if (marked[i] == '~' && i + 1 < marked.size() && marked[i + 1] == '~') {
       out += "\r\n";

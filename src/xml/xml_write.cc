@@ -1,5 +1,6 @@
 #include "xml/xml_write.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -21,6 +22,21 @@ class Sink {
 
   // One piece, made of the given parts: appended whole or not at all. There
   // is no fixed formatting area, so long names and values are written whole.
+  // `levels` two-space pieces of indentation. They are all the same size, so
+  // the first ones that fit go in and the rest do not.
+  void Indent(int levels) {
+    if (levels <= 0) return;
+    if (counting_) {
+      *length_ += 2 * static_cast<size_t>(levels);
+      return;
+    }
+    if (buffer_ == nullptr || *length_ >= capacity_) return;
+    const size_t fit = std::min(static_cast<size_t>(levels), (capacity_ - *length_ - 1) / 2);
+    std::memset(buffer_ + *length_, ' ', 2 * fit);
+    *length_ += 2 * fit;
+    buffer_[*length_] = '\0';
+  }
+
   void Put(std::initializer_list<std::string_view> parts) {
     size_t n = 0;
     for (std::string_view part : parts) n += part.size();
@@ -50,8 +66,7 @@ std::string_view View(const char* s) {
 }
 
 void Indent(Sink* sink, bool indent, int levels) {
-  if (!indent) return;
-  for (int i = 0; i < levels; ++i) sink->Put({"  "});
+  if (indent) sink->Indent(levels);
 }
 
 void LineEnd(Sink* sink, bool indent) {

@@ -61,6 +61,12 @@ TEST(XmlWrite, SkipsPiecesThatDoNotFit) {
   EXPECT_EQ(XmlSerialize(doc.get(), buffer, sizeof buffer, &length, 1, 0), 0);
   EXPECT_STREQ(buffer, "  <A>");
   EXPECT_EQ(length, 5u);
+  // Each level of indentation is its own piece: one of B's two still fits.
+  Doc nested = ParseText("<A><B/></A>");
+  char small[10] = "";
+  length = 0;
+  XmlSerialize(nested.get(), small, sizeof small, &length, 1, 0);
+  EXPECT_STREQ(small, "  <A>\r\n  ");
   EXPECT_EQ(XmlSerialize(doc.get(), buffer, sizeof buffer, nullptr, 1, 0), -2);
   length = 0;
   EXPECT_EQ(XmlSerialize(doc.get(), nullptr, 100, &length, 1, 0), 0);
