@@ -155,8 +155,11 @@ void ParseAttributes(XmlNode* node, char* p) {
         next = end + 1;
       }
     }
-    names.emplace_back(CopyOrThrow(p, std::strlen(p)));
-    values.emplace_back(CopyOrThrow(value, DecodeEntities(value, std::strlen(value))));
+    // Owned before the vectors grow, so that a failed growth frees them.
+    CString name(CopyOrThrow(p, std::strlen(p)));
+    CString decoded(CopyOrThrow(value, DecodeEntities(value, std::strlen(value))));
+    names.push_back(std::move(name));
+    values.push_back(std::move(decoded));
     p = next;
   }
   node->attrNames = ToArray(&names);

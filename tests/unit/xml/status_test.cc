@@ -28,12 +28,4 @@ TEST(FtmStatus, RecordKeepsTheFixedMessageUntilCleared) {
   EXPECT_EQ(record->message, nullptr);
 }
 
-TEST(FtmStatus, TestBits) {
-  EXPECT_EQ(kFtmTestLed | kFtmTestResetSwitch | kFtmTestThroughput | kFtmTestAutoPair |
-                kFtmTestWireless | kFtmTestVoice,
-            0xEE00);
-  EXPECT_EQ(kFtmTestReserved, 0x1000);
-  EXPECT_EQ(kFtmTestLed | kFtmTestVoice, 0x8200);
-}
-
 }  // namespace
