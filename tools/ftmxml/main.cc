@@ -19,6 +19,8 @@ namespace {
 
 // The largest file the board accepts in an upload.
 constexpr size_t kUploadLimit = 7648;
+// Far beyond any request; keeps the tool's memory bounded on a wrong file.
+constexpr size_t kReadLimit = 1 << 20;
 
 void Usage(FILE* out) {
   std::fputs(
@@ -132,6 +134,11 @@ int main(int argc, char** argv) {
     return 1;
   }
   const char* label = std::strcmp(path, "-") == 0 ? "standard input" : path;
+  if (data.size() > kReadLimit) {
+    std::fprintf(stderr, "ftmxml: %s is over %zu bytes; the board accepts at most %zu\n", label,
+                 kReadLimit, kUploadLimit);
+    return 1;
+  }
   if (data.size() > kUploadLimit) {
     std::fprintf(stderr, "ftmxml: note: %s is %zu bytes; the board refuses uploads over %zu\n",
                  label, data.size(), kUploadLimit);
