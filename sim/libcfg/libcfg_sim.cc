@@ -9,6 +9,7 @@
 // transaction a field write is committed at once.
 #include <dirent.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <map>
@@ -249,6 +250,7 @@ int32_t cfg_resetCfg(CfgSession session, int32_t /*flags*/) {
   DIR* dir = opendir(defaults.c_str());
   if (dir == nullptr) return -1;
   int32_t rc = 0;
+  errno = 0;
   while (struct dirent* entry = readdir(dir)) {
     std::string file = entry->d_name;
     if (file.size() <= 4 || file.compare(file.size() - 4, 4, ".tsv") != 0) continue;
@@ -257,7 +259,9 @@ int32_t cfg_resetCfg(CfgSession session, int32_t /*flags*/) {
         !SimWriteFileAtomic(SimDir() + "/cfg/" + file, text)) {
       rc = -1;
     }
+    errno = 0;
   }
+  if (errno != 0) rc = -1;  // the listing broke off
   closedir(dir);
   SimEvent("cfg reset");
   return rc;
