@@ -160,7 +160,10 @@ class StationTest(IdentityTest):
         self.assertIn("error: failed to read table: ProductType\n", board.stdout())
 
         board.set_faults("cfg table ProductionData")
+        asked = len(self.shell_events(board))
         content, err = c.download(NAME.encode())
+        # The boot delay belongs to the production data's pass: not asked.
+        self.assertEqual(len(self.shell_events(board)), asked)
         self.assertEqual(content, report_text(dict(DEFAULT_REPORT, FTM_SOFTWARE_VER="",
                                                    **TEMPLATE_PRODUCTION)))
         self.assertEqual(board.syslog()[-1],
@@ -290,6 +293,10 @@ class HostileValueTest(IdentityTest):
         self.assertIsNone(err)
         self.assertIn(("      %s\r\n" % long_value).encode("latin-1"), content)
 
+        # A repeated element is written twice, in document order.
+        self.assertEqual(c.upload(NAME.encode(), identity_xml(
+            ("SERIAL_NUM", "one"), ("serial_num", "x"), ("SERIAL_NUM", "two"))), ack(1))
+        self.assertEqual(self.production(board)[1], "two")
         for text, value in (("abc", 0), ("-3", -3), ("99999999999999999999", 2147483647),
                             ("  42 ", 42)):
             self.assertEqual(c.upload(NAME.encode(), identity_xml(("BOOT_DELAY", text))), ack(1))

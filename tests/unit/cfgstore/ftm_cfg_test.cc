@@ -1,6 +1,6 @@
 // The daemon's store access on the simulated store: the field write and its
-// failure line, the transactional write's guard, and the read pattern's
-// reports for missing, empty and narrow tables.
+// failure line, and the read pattern's reports for missing, empty and narrow
+// tables.
 #include "cfgstore/ftm_cfg.h"
 
 #include <gtest/gtest.h>
@@ -53,31 +53,6 @@ TEST_F(FtmCfgTest, SetFieldWritesByColumnNameAndReportsFailures) {
             "ModelNum\tSerialNum\tMacAddr\tDate\tRevision\tE164\n"
             "K17\t0001\t02:5e:a3:00:00:01\t01012024\tC\t\n");
   EXPECT_EQ(Events(), Lines{"cfg commit ProductionData"});
-}
-
-TEST_F(FtmCfgTest, WriteGuardAbortsWhatIsNotCommitted) {
-  Write("faults", "cfg set ProductionData\n");
-  {
-    FtmCfgWrite write;
-    CaptureStdout();
-    EXPECT_EQ(FtmCfgSetField(write.session(), "ProductionData", "SerialNum", 0, "9"), -1);
-    EXPECT_EQ(GetCapturedStdout(),
-              "FTM write failed on table=ProductionData row=0 col=1(SerialNum) value='9'\n");
-  }
-  Write("faults", "cfg commit\n");
-  {
-    FtmCfgWrite write;
-    EXPECT_EQ(FtmCfgSetField(write.session(), "ProductionData", "SerialNum", 0, "9"), 0);
-    EXPECT_NE(write.Commit(), 0);
-  }
-  Write("faults", "cfg session\n");
-  {
-    FtmCfgWrite write;
-    EXPECT_FALSE(write.ok());
-    EXPECT_NE(write.Commit(), 0);
-  }
-  EXPECT_EQ(Events(), Lines{"cfg abort"});
-  EXPECT_EQ(Read("cfg/ProductionData.tsv").find("\t9\t"), std::string::npos);
 }
 
 TEST_F(FtmCfgTest, ReadPatternReports) {
