@@ -47,14 +47,20 @@ class QuietBoard final : public Platform {
 };
 
 QuietBoard g_board;
+char g_boardDir[] = "/tmp/ftmfuzzXXXXXX";
+
+void RemoveBoard() {
+  std::string remove = std::string("rm -rf ") + g_boardDir;
+  if (std::system(remove.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", g_boardDir);
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // The store's simulated tables live on a board made for this run.
-  char dir[] = "/tmp/ftmfuzzXXXXXX";
-  if (mkdtemp(dir) == nullptr) std::abort();
-  std::string board = std::string(dir) + "/board";
+  if (mkdtemp(g_boardDir) == nullptr) std::abort();
+  std::atexit(RemoveBoard);
+  std::string board = std::string(g_boardDir) + "/board";
   std::string init = std::string(FTM_FTMSIM) + " init " + board;
   if (std::system(init.c_str()) != 0) std::abort();
   setenv("FTM_SIM_DIR", board.c_str(), 1);
