@@ -47,7 +47,7 @@ class QuietBoard final : public Platform {
 };
 
 QuietBoard g_board;
-char g_boardDir[] = "/tmp/ftmfuzzXXXXXX";
+char g_boardDir[] = "/tmp/ftm-datagram-fuzz-XXXXXX";
 
 void RemoveBoard() {
   std::string remove = std::string("rm -rf ") + g_boardDir;
