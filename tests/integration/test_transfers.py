@@ -440,6 +440,27 @@ class StationsTest(TransferTest):
         self.assertEqual(b.download(b"FTM_TestModeOp.xml"), (TESTMODEOP, None))
         self.assertEqual(a.download(b"FTM_Progress.xml"), (PROGRESS, None))
 
+    def test_two_requests_at_once(self):
+        board = self.board()
+        a, b = self.client(board), self.client(board)
+        # Both arrive while the task pauses after a .hex image, and wait for
+        # its next pass; A's transfer starts, but B sent last, so A's report
+        # goes to B, and B's own request is lost in the ACK wait.
+        a.wrq(b"pause.hex")
+        a.expect(ack(0))
+        a.data(1, pattern(512))
+        a.expect(ack(1))
+        a.data(2, b"")
+        a.expect(ack(2))
+        a.rrq(b"FTM_Progress.xml")
+        b.rrq(b"FTM_TestModeOp.xml")
+        b.expect(data(1, PROGRESS))
+        b.ack(1)
+        b.silence(2 * self.ack_wait(board))
+        a.silence(0.1)
+        self.wait_stdout(board, "FTM_getAck: received something other than expected ack "
+                         "packet. OpCode = 1\n")
+
     def test_second_station_during_an_upload(self):
         board = self.board()
         a, b = self.client(board), self.client(board)
