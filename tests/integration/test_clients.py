@@ -24,7 +24,7 @@ def pattern(size):
 
 
 class ClientCases:
-    """The same station session for every client; subclasses say how the
+    """The same station exchanges for every client; subclasses say how the
     client is called and how it shows a refusal."""
 
     program = None
