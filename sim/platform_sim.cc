@@ -54,7 +54,7 @@ std::string MapCommandPaths(const std::string& command) {
 class SimPlatform final : public Platform {
  public:
   int Open(const char* path, int flags) override {
-    if (SimFaultActive(std::string("open ") + path)) return Fail(ENOENT);
+    if (SimFaultActive(std::string("open ") + path)) return SimFail(ENOENT);
     SimDevice* device = SimDeviceFor(path);
     int fd = ::open(SimRootPath(path).c_str(), flags | O_CLOEXEC);
     if (fd < 0) return -1;
@@ -73,9 +73,9 @@ class SimPlatform final : public Platform {
       auto it = devices_.find(fd);
       if (it != devices_.end()) device = it->second;
     }
-    if (device == nullptr) return Fail(ENOTTY);
+    if (device == nullptr) return SimFail(ENOTTY);
     const char* name = device->RequestName(request);
-    if (name != nullptr && SimFaultActive(std::string("ioctl ") + name)) return Fail(EIO);
+    if (name != nullptr && SimFaultActive(std::string("ioctl ") + name)) return SimFail(EIO);
     return device->Ioctl(request, arg);
   }
 
@@ -88,7 +88,7 @@ class SimPlatform final : public Platform {
   }
 
   int Socket(int domain, int type, int protocol) override {
-    if (SimFaultActive("socket")) return Fail(EACCES);
+    if (SimFaultActive("socket")) return SimFail(EACCES);
     return ::socket(domain, type | SOCK_CLOEXEC, protocol);
   }
 
@@ -158,11 +158,6 @@ class SimPlatform final : public Platform {
   int TftpPort() override { return SimPort(); }
 
  private:
-  static int Fail(int error) {
-    errno = error;
-    return -1;
-  }
-
   std::mutex mutex_;
   std::map<int, SimDevice*> devices_;
 };

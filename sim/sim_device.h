@@ -3,6 +3,7 @@
 #ifndef FTM_SIM_SIM_DEVICE_H_
 #define FTM_SIM_SIM_DEVICE_H_
 
+#include <cerrno>
 #include <string>
 
 class SimDevice {
@@ -16,6 +17,12 @@ class SimDevice {
   // Called after each successful open of the device.
   virtual void Opened() {}
 };
+
+// A driver's refusal: sets errno and answers -1.
+inline int SimFail(int error) {
+  errno = error;
+  return -1;
+}
 
 // The model behind a board device path, or null for a plain file.
 SimDevice* SimDeviceFor(const std::string& board_path);

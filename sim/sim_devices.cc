@@ -9,10 +9,7 @@ namespace {
 class DslDevice final : public SimDevice {
  public:
   const char* RequestName(unsigned long) const override { return nullptr; }
-  int Ioctl(unsigned long, void*) override {
-    errno = EINVAL;
-    return -1;
-  }
+  int Ioctl(unsigned long, void*) override { return SimFail(EINVAL); }
   void Opened() override { SimEvent("dsl open"); }
 };
 

@@ -42,9 +42,9 @@ class FlashDevice final : public SimDevice {
         SimEvent("flash boot safe");
         return 0;
       case FLSHMGMT_GET_FTMSOFTWAREVERSION: {
-        if (arg == nullptr) return Fail(EFAULT);
+        if (arg == nullptr) return SimFail(EFAULT);
         std::string text;
-        if (!SimReadFile(SimDir() + "/flash/ftm_version", &text)) return Fail(EIO);
+        if (!SimReadFile(SimDir() + "/flash/ftm_version", &text)) return SimFail(EIO);
         text = text.substr(0, text.find('\n'));
         // The driver fills the caller's 32 bytes: at most 31 characters.
         text.resize(std::min(text.size(), kFtmSoftwareVersionSize - 1));
@@ -52,14 +52,8 @@ class FlashDevice final : public SimDevice {
         return 0;
       }
       default:
-        return Fail(EINVAL);
+        return SimFail(EINVAL);
     }
-  }
-
- private:
-  static int Fail(int error) {
-    errno = error;
-    return -1;
   }
 };
 

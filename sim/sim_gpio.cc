@@ -52,12 +52,12 @@ class GpioDevice final : public SimDevice {
     auto* record = static_cast<GpioIoRecord*>(arg);
     switch (request) {
       case GPIOCTRL_READIO:
-        if (record == nullptr) return Fail(EFAULT);
+        if (record == nullptr) return SimFail(EFAULT);
         record->value = ReadPoint(record->eUserIOPoint);
         return 0;
       case GPIOCTRL_WRITEIO:
-        if (record == nullptr) return Fail(EFAULT);
-        if (record->eUserIOPoint < 0 || record->eUserIOPoint > 255) return Fail(EINVAL);
+        if (record == nullptr) return SimFail(EFAULT);
+        if (record->eUserIOPoint < 0 || record->eUserIOPoint > 255) return SimFail(EINVAL);
         WritePoint(record->eUserIOPoint, record->value);
         SimEvent("gpio write " + std::to_string(record->eUserIOPoint) + " " +
                  std::to_string(record->value));
@@ -76,14 +76,8 @@ class GpioDevice final : public SimDevice {
         return 0;
       }
       default:
-        return Fail(EINVAL);
+        return SimFail(EINVAL);
     }
-  }
-
- private:
-  static int Fail(int error) {
-    errno = error;
-    return -1;
   }
 };
 

@@ -17,23 +17,6 @@ const char kBootDelayFile[] = "/tmp/BootDelayVer";
 
 char g_softwareVersion[kFtmSoftwareVersionSize];
 
-// One open descriptor of the flash device, closed on every path out.
-class FlashDevice {
- public:
-  FlashDevice() : fd_(FtmPlatform().Open(kFlashDevice, O_RDWR)) {}
-  ~FlashDevice() {
-    if (fd_ >= 0) FtmPlatform().Close(fd_);
-  }
-  FlashDevice(const FlashDevice&) = delete;
-  FlashDevice& operator=(const FlashDevice&) = delete;
-
-  bool ok() const { return fd_ >= 0; }
-  int Ioctl(unsigned long request, void* arg) { return FtmPlatform().Ioctl(fd_, request, arg); }
-
- private:
-  int fd_;
-};
-
 // A stream from the platform, closed on every path out.
 class File {
  public:
@@ -62,7 +45,7 @@ int LeadingDecimal(const char* text) {
 }  // namespace
 
 int FlshmgmtRestart(int safe) {
-  FlashDevice device;
+  PlatformDevice device(kFlashDevice, O_RDWR);
   if (!device.ok()) return 0;
   device.Ioctl(safe != 0 ? FLSHMGMT_BOOT_SAFE : FLSHMGMT_BOOT_NORMAL, nullptr);
   device.Ioctl(FLSHMGMT_RESTART, nullptr);
@@ -70,7 +53,7 @@ int FlshmgmtRestart(int safe) {
 }
 
 const char* FTM_GetSoftwareVersion() {
-  FlashDevice device;
+  PlatformDevice device(kFlashDevice, O_RDWR);
   if (!device.ok()) return g_softwareVersion;
   // The driver writes into a scratch copy, so that a failed query cannot
   // leave a half-written text in the shared buffer.

@@ -11,23 +11,6 @@ namespace {
 
 const char kGpioDevice[] = "/dev/gpioctrl";
 
-// One open descriptor of the GPIO device, closed on every path out.
-class GpioDevice {
- public:
-  GpioDevice() : fd_(FtmPlatform().Open(kGpioDevice, O_RDWR)) {}
-  ~GpioDevice() {
-    if (fd_ >= 0) FtmPlatform().Close(fd_);
-  }
-  GpioDevice(const GpioDevice&) = delete;
-  GpioDevice& operator=(const GpioDevice&) = delete;
-
-  bool ok() const { return fd_ >= 0; }
-  int Ioctl(unsigned long request, void* arg) { return FtmPlatform().Ioctl(fd_, request, arg); }
-
- private:
-  int fd_;
-};
-
 // A failure reported both to syslog and on standard output.
 void LogBoth(const char* message) {
   FtmSyslog(LOG_ERR, "%s", message);
@@ -38,7 +21,7 @@ void LogBoth(const char* message) {
 
 int GpioWriteIo(int point, int value) {
   std::printf("eUserIOPoint = %d\n", point);
-  GpioDevice device;
+  PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
     LogBoth("Cannot open gpio driver");
     return -1;
@@ -71,7 +54,7 @@ int GpioWriteIo(int point, int value) {
 }
 
 int GpioReadIo(int point) {
-  GpioDevice device;
+  PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
     FtmSyslog(LOG_ERR, "Cannot open gpio driver");
     return -1;
@@ -100,7 +83,7 @@ int GpioSetVoiceRelay(int line, int value) {
 }
 
 int GpioStartupLteCycle() {
-  GpioDevice device;
+  PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
     FtmSyslog(LOG_ERR, "Cannot open gpio driver");
     std::printf("************ Cannot open gpio driver\n\r");

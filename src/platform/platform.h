@@ -61,6 +61,24 @@ void PlatformInstall(Platform* platform);
 // The build's own backend; defined once by each backend.
 Platform& PlatformBackend();
 
+// One device or file descriptor opened through the platform for one
+// operation, and closed on every path out of it.
+class PlatformDevice {
+ public:
+  PlatformDevice(const char* path, int flags) : fd_(FtmPlatform().Open(path, flags)) {}
+  ~PlatformDevice() {
+    if (fd_ >= 0) FtmPlatform().Close(fd_);
+  }
+  PlatformDevice(const PlatformDevice&) = delete;
+  PlatformDevice& operator=(const PlatformDevice&) = delete;
+
+  bool ok() const { return fd_ >= 0; }
+  int Ioctl(unsigned long request, void* arg) { return FtmPlatform().Ioctl(fd_, request, arg); }
+
+ private:
+  int fd_;
+};
+
 // The daemon's one syslog path: formats into a bounded buffer (longer text is
 // cut) and hands the message to the platform.
 void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
