@@ -115,10 +115,19 @@ int ftm_GetRcvTFTPData(uint8_t* destination) {
   return length;
 }
 
-void FtmWaitForPacket(unsigned long micros) {
-  auto wait = std::chrono::microseconds(FtmPlatform().ScaleMicros(micros));
-  std::unique_lock<std::mutex> lock(g_queueMutex);
-  g_queued.wait_for(lock, wait, [] { return g_head.load() != nullptr; });
+bool FtmPollPeriod::Wait() {
+  using Clock = std::chrono::steady_clock;
+  if (!running_) {
+    running_ = true;
+    deadline_ = Clock::now() + std::chrono::microseconds(FtmPlatform().ScaleMicros(micros_));
+  }
+  {
+    std::unique_lock<std::mutex> lock(g_queueMutex);
+    g_queued.wait_until(lock, deadline_, [] { return g_head.load() != nullptr; });
+  }
+  if (Clock::now() < deadline_) return false;
+  running_ = false;
+  return true;
 }
 
 int FtmCurrentClient(sockaddr_in* client) {

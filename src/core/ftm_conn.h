@@ -8,6 +8,7 @@
 
 #include <netinet/in.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
@@ -45,10 +46,25 @@ void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const struct sock
 // Transfer task only.
 int ftm_GetRcvTFTPData(uint8_t* destination);
 
-// Waits up to micros of board time for the queue to hold a datagram; returns
-// at once when it already does. The transfer task's polls wait here instead
-// of sleeping blindly, so a datagram already queued is taken without delay.
-void FtmWaitForPacket(unsigned long micros);
+// The transfer task's polls wait here instead of sleeping blindly, so that a
+// datagram already queued is taken without delay.
+//
+// A poll period: an empty poll starts it, and it has passed only when its
+// whole time has, however many datagrams arrive and are taken meanwhile. So
+// a time-out counted in periods keeps its length whatever a station sends.
+class FtmPollPeriod {
+ public:
+  explicit FtmPollPeriod(unsigned long micros) : micros_(micros) {}
+  // Waits until a datagram is queued or the current period ends (starting
+  // one if none runs). True when the period has passed; the next call starts
+  // a new one.
+  bool Wait();
+
+ private:
+  unsigned long micros_;
+  bool running_ = false;
+  std::chrono::steady_clock::time_point deadline_;
+};
 
 // Copies the current connection's client address; -1 before any datagram.
 int FtmCurrentClient(struct sockaddr_in* client);

@@ -65,9 +65,10 @@ int FTM_sendAck(uint16_t block) {
 int FTM_getData(uint8_t* destination, uint16_t* length, uint16_t* block) {
   uint8_t packet[kFtmPacketSize];
   int count = 0;
+  FtmPollPeriod period(kDataPollMicros);
   for (int polls = 0; (count = ftm_GetRcvTFTPData(packet)) == 0;) {
     if (++polls >= kDataPolls) return -2;
-    FtmWaitForPacket(kDataPollMicros);
+    period.Wait();  // ends early only for a datagram, which the next poll takes
   }
   // A datagram shorter than the DATA header has no data length: it is not a
   // DATA packet, whatever its first bytes say.
@@ -80,12 +81,13 @@ int FTM_getData(uint8_t* destination, uint16_t* length, uint16_t* block) {
 
 int FTM_getAck(uint16_t* block) {
   uint8_t packet[kFtmPacketSize];
+  // Stray datagrams taken during a period neither end nor shorten it.
+  FtmPollPeriod period(kAckPollMicros);
   int empty = 0;
   for (;;) {
     int count = ftm_GetRcvTFTPData(packet);
     if (count == 0) {
-      FtmWaitForPacket(kAckPollMicros);
-      if (++empty >= kAckPolls) {
+      if (period.Wait() && ++empty >= kAckPolls) {
         std::printf("FTM_getAck: ack packet timeout! timeoutCntr= %d\n", empty);
         return -2;
       }
