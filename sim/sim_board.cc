@@ -1,11 +1,13 @@
 #include "sim_board.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <sstream>
 
 namespace {
@@ -135,12 +137,33 @@ void SimSyslog(int priority, const std::string& message) {
 }
 
 double SimTimescale() {
+  // Every wait of a transfer asks for the scale, so the file is read again
+  // only when it has changed (a stat costs far less than a read).
+  static std::mutex mutex;
+  static struct stat seen = {};
+  static bool known = false;
+  static double scale = 1.0;
+  const std::string path = SimDir() + "/timescale";
+  struct stat st;
+  bool present = ::stat(path.c_str(), &st) == 0;
+  std::lock_guard<std::mutex> lock(mutex);
+  if (!present) {
+    known = false;
+    return 1.0;
+  }
+  if (known && st.st_mtim.tv_sec == seen.st_mtim.tv_sec &&
+      st.st_mtim.tv_nsec == seen.st_mtim.tv_nsec && st.st_size == seen.st_size &&
+      st.st_ino == seen.st_ino) {
+    return scale;
+  }
   std::string text;
-  if (!SimReadFile(SimDir() + "/timescale", &text)) return 1.0;
+  scale = 1.0;
+  known = SimReadFile(path, &text);
+  seen = st;
   char* end = nullptr;
   double value = std::strtod(text.c_str(), &end);
-  if (end == text.c_str() || !(value > 0.0) || value > 1000.0) return 1.0;
-  return value;
+  if (known && end != text.c_str() && value > 0.0 && value <= 1000.0) scale = value;
+  return scale;
 }
 
 int SimPort() {

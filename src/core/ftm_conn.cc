@@ -82,24 +82,26 @@ void FtmClearConnections() {
 void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const sockaddr_in* source) {
   if (count > kFtmPacketSize) count = kFtmPacketSize;
   g_current.store(FindOrAssign(*source));
-
-  std::lock_guard<std::mutex> lock(g_queueMutex);
-  QueuedPacket* node = nullptr;
-  if (g_queueCount < kFtmQueueLimit) node = new (std::nothrow) QueuedPacket();
-  if (node == nullptr) {
-    std::printf("ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
-    return;
+  {
+    std::lock_guard<std::mutex> lock(g_queueMutex);
+    QueuedPacket* node = nullptr;
+    if (g_queueCount < kFtmQueueLimit) node = new (std::nothrow) QueuedPacket();
+    if (node == nullptr) {
+      std::printf("ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
+      return;
+    }
+    std::memcpy(node->payload, data, count);
+    node->length = static_cast<uint16_t>(count);
+    QueuedPacket* head = g_head.load();
+    if (head == nullptr) {
+      g_head.store(node);
+    } else {
+      while (head->next != nullptr) head = head->next;
+      head->next = node;
+    }
+    ++g_queueCount;
   }
-  std::memcpy(node->payload, data, count);
-  node->length = static_cast<uint16_t>(count);
-  QueuedPacket* head = g_head.load();
-  if (head == nullptr) {
-    g_head.store(node);
-  } else {
-    while (head->next != nullptr) head = head->next;
-    head->next = node;
-  }
-  ++g_queueCount;
+  // Woken after the unlock, the transfer task finds the queue free to take.
   g_queued.notify_one();
 }
 
