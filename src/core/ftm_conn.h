@@ -56,8 +56,8 @@ int ftm_GetRcvTFTPData(uint8_t* destination);
 // The first wait of a poll, which comes right after the task sent a packet,
 // first watches the queue for a short while without sleeping (on a board
 // with more than one CPU): the station's answer usually arrives within a
-// LAN round trip, and handing it over without waking a sleeping thread
-// halves the time a block costs.
+// LAN round trip, and taking it without waking a sleeping thread saves
+// most of the hand-off's cost.
 class FtmPollPeriod {
  public:
   explicit FtmPollPeriod(unsigned long micros) : micros_(micros) {}
