@@ -3,11 +3,10 @@
 #include <fcntl.h>
 #include <syslog.h>
 
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
+#include "dispatch/ftm_text.h"
 #include "platform/platform.h"
 
 namespace {
@@ -16,31 +15,6 @@ const char kFlashDevice[] = "/dev/flshmgmt";
 const char kBootDelayFile[] = "/tmp/BootDelayVer";
 
 char g_softwareVersion[kFtmSoftwareVersionSize];
-
-// A stream from the platform, closed on every path out.
-class File {
- public:
-  explicit File(FILE* f) : f_(f) {}
-  ~File() {
-    if (f_ != nullptr) std::fclose(f_);
-  }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
-  FILE* get() const { return f_; }
-
- private:
-  FILE* f_;
-};
-
-// The ordinary decimal conversion (leading blanks, a sign, digits; 0 when
-// there is no number), kept within int so that a long run of digits cannot
-// overflow.
-int LeadingDecimal(const char* text) {
-  long value = std::strtol(text, nullptr, 10);
-  if (value > INT_MAX) return INT_MAX;
-  if (value < INT_MIN) return INT_MIN;
-  return static_cast<int>(value);
-}
 
 }  // namespace
 
@@ -74,11 +48,11 @@ void FTM_GetBootMode_Kestra(char* buffer, size_t size) {
   std::snprintf(command, sizeof command, "uboot_env --get --name bootdelay > %s", kBootDelayFile);
   FtmPlatform().System(command);
 
-  File file(FtmPlatform().Fopen(kBootDelayFile, "r"));
+  PlatformFile file(kBootDelayFile, "r");
   if (file.get() == nullptr) return;
   char line[64];
   if (std::fgets(line, sizeof line, file.get()) == nullptr) return;
-  int value = LeadingDecimal(line);
+  int value = FtmDecimal(line);
   std::printf("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
   if (buffer != nullptr && size > 0) std::snprintf(buffer, size, "%d", value);
 }

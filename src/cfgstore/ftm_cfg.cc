@@ -31,11 +31,12 @@ void FtmCfgTable::Free() {
 const char* FtmCfgTable::Cell(int row, int column) const {
   if (table_ == nullptr || table_->cells == nullptr || row < 0 || column < 0 ||
       row >= table_->rowCount || column >= table_->colCount) {
-    return nullptr;
+    return "";
   }
   // Data row r follows the leading row: it starts at (r + 1) * colCount.
   long index = (static_cast<long>(row) + 1) * table_->colCount + column;
-  return table_->cells[index];
+  const char* cell = table_->cells[index];
+  return cell != nullptr ? cell : "";
 }
 
 void FtmCfgReportNoSession() {
@@ -49,17 +50,10 @@ void FtmCfgReportReadFailed(const char* name) {
 }
 
 bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     int minRows, int minColumns, FtmCfgTable* table) {
-  if (table->Read(session, name, operation, line) != 0) {
-    FtmCfgReportReadFailed(name);
-    return false;
-  }
-  if (table->rows() < minRows || table->columns() < minColumns) {
-    table->Free();
-    FtmCfgReportReadFailed(name);
-    return false;
-  }
-  return true;
+                     FtmCfgTable* table) {
+  if (table->Read(session, name, operation, line) == 0) return true;
+  FtmCfgReportReadFailed(name);
+  return false;
 }
 
 int FtmCfgSetField(CfgSession session, const char* table, const char* column, int row,

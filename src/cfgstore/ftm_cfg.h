@@ -52,9 +52,9 @@ class FtmCfgTable {
   bool ok() const { return table_ != nullptr; }
   int rows() const { return table_ != nullptr ? table_->rowCount : 0; }
   int columns() const { return table_ != nullptr ? table_->colCount : 0; }
-  // The cell at a column position of a data row (both from 0), or null when
-  // the table has no such row or column. The library's leading row is
-  // never returned.
+  // The cell at a column position of a data row (both from 0). A cell the
+  // table does not hold (no such row or column) reads as the empty text,
+  // like an empty cell; the library's leading row is never returned.
   const char* Cell(int row, int column) const;
 
  private:
@@ -66,13 +66,11 @@ class FtmCfgTable {
 void FtmCfgReportNoSession();                   // "error: failed to start session\n"
 void FtmCfgReportReadFailed(const char* name);  // "error: failed to read table: %s\n"
 
-// Step 2 of the read pattern for a reader that needs at least minRows data
-// rows and the column positions below minColumns: reads the table into
-// *table, or reports the failure and returns false. A table that the
-// library hands out but that is too small for the reader counts as a table
-// that could not be read: it is freed and reported the same way.
+// Step 2 of the read pattern: reads the table into *table, or reports the
+// failure ("error: failed to read table: %s\n", "Fail to Create Xml File")
+// and returns false.
 bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     int minRows, int minColumns, FtmCfgTable* table);
+                     FtmCfgTable* table);
 
 // Writes one field inside the caller's session and transaction; the column
 // by name. 0, or -1 after recording "Write data failed" and printing

@@ -14,8 +14,6 @@
 #include "platform/platform.h"
 #include "tftp/tftp_task.h"
 
-int FtmListenSocket = -1;
-
 namespace {
 
 pthread_t g_taskThread;

@@ -2,9 +2,6 @@
 #ifndef FTM_CORE_FTM_TASK_H_
 #define FTM_CORE_FTM_TASK_H_
 
-// The listening UDP socket; the transfer task sends every reply through it.
-extern int FtmListenSocket;
-
 // Logs the message at LOG_ERR and ends the process with status -1.
 [[noreturn]] void FtmFatalExit(const char* message);
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -12,6 +13,8 @@
 #include <new>
 
 #include "platform/platform.h"
+
+int FtmListenSocket = -1;
 
 namespace {
 
@@ -132,9 +135,11 @@ bool WatchWorthwhile() {
   return worthwhile;
 }
 
-// True when a datagram is queued within the watch time.
-bool WatchQueue() {
-  const auto end = std::chrono::steady_clock::now() + kWatchTime;
+// True when a datagram is queued within the watch time, which never
+// outlasts the period itself: with the board's time compressed the watch
+// shrinks with it, and a period of no time watches not at all.
+bool WatchQueue(std::chrono::microseconds period) {
+  const auto end = std::chrono::steady_clock::now() + std::min(kWatchTime, period);
   do {
     if (g_head.load() != nullptr) return true;
   } while (std::chrono::steady_clock::now() < end);
@@ -147,10 +152,11 @@ bool FtmPollPeriod::Wait() {
   using Clock = std::chrono::steady_clock;
   if (!running_) {
     running_ = true;
-    deadline_ = Clock::now() + std::chrono::microseconds(FtmPlatform().ScaleMicros(micros_));
+    const std::chrono::microseconds period(FtmPlatform().ScaleMicros(micros_));
+    deadline_ = Clock::now() + period;
     if (!watched_) {
       watched_ = true;
-      if (WatchWorthwhile() && WatchQueue()) return false;
+      if (WatchWorthwhile() && WatchQueue(period)) return false;
     }
   }
   {
@@ -168,13 +174,4 @@ int FtmCurrentClient(sockaddr_in* client) {
   if (index < 0) return -1;
   *client = g_table[index].client;
   return 0;
-}
-
-TftpConnection FtmConnectionEntry(int index) {
-  std::lock_guard<std::mutex> lock(g_tableMutex);
-  return g_table[index];
-}
-
-int FtmCurrentConnectionIndex() {
-  return g_current.load();
 }

@@ -1,8 +1,9 @@
-// The connection table and the packet queue: what the receiving main thread
-// and the transfer task share. The intake files every datagram under its
-// client's entry, makes that entry the current connection (the one every
-// reply goes to) and queues a copy; the transfer task takes the copies, oldest
-// first. Both structures are locked here and nowhere else.
+// What the receiving main thread and the transfer task share: the listening
+// socket, the connection table and the packet queue. The intake files every
+// datagram under its client's entry, makes that entry the current connection
+// (the one every reply goes to) and queues a copy; the transfer task takes
+// the copies, oldest first, and sends every reply through the socket. The
+// table and the queue are locked here and nowhere else.
 #ifndef FTM_CORE_FTM_CONN_H_
 #define FTM_CORE_FTM_CONN_H_
 
@@ -34,6 +35,11 @@ struct QueuedPacket {
   uint8_t payload[kFtmPacketSize];
   QueuedPacket* next;
 };
+
+// The listening UDP socket (-1 until start-up opens it). The main thread
+// only receives on it and the transfer task only sends, so the one
+// descriptor needs no lock.
+extern int FtmListenSocket;
 
 // Clears the whole table: every entry free, no current connection.
 void FtmClearConnections();
@@ -75,10 +81,5 @@ class FtmPollPeriod {
 
 // Copies the current connection's client address; -1 before any datagram.
 int FtmCurrentClient(struct sockaddr_in* client);
-
-// For tests and diagnostics: a copy of entry i, and the current entry's index
-// (-1 when there is none).
-TftpConnection FtmConnectionEntry(int index);
-int FtmCurrentConnectionIndex();
 
 #endif  // FTM_CORE_FTM_CONN_H_

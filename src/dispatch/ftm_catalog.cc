@@ -5,6 +5,7 @@
 
 #include "reports/FTM_ModemInfo.h"
 #include "reports/FTM_Progress.h"
+#include "reports/FTM_TestModeOp.h"
 #include "requests/FTM_PutModemInfo.h"
 
 namespace {

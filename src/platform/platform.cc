@@ -7,6 +7,8 @@ namespace {
 Platform* g_installed = nullptr;
 }  // namespace
 
+PlatformWrapper::PlatformWrapper() : target_(&PlatformBackend()) {}
+
 Platform& FtmPlatform() {
   return g_installed != nullptr ? *g_installed : PlatformBackend();
 }

@@ -51,6 +51,36 @@ class Platform {
   virtual int TftpPort() = 0;
 };
 
+// A platform that passes every call on to another one (the build's backend
+// unless given). A test platform derives from it and overrides only the
+// calls it watches or changes.
+class PlatformWrapper : public Platform {
+ public:
+  PlatformWrapper();
+  explicit PlatformWrapper(Platform* target) : target_(target) {}
+
+  int Open(const char* path, int flags) override { return target_->Open(path, flags); }
+  int Ioctl(int fd, unsigned long request, void* arg) override {
+    return target_->Ioctl(fd, request, arg);
+  }
+  int Close(int fd) override { return target_->Close(fd); }
+  int Socket(int domain, int type, int protocol) override {
+    return target_->Socket(domain, type, protocol);
+  }
+  FILE* Fopen(const char* path, const char* mode) override { return target_->Fopen(path, mode); }
+  int Unlink(const char* path) override { return target_->Unlink(path); }
+  bool Exists(const char* path) override { return target_->Exists(path); }
+  int System(const char* command) override { return target_->System(command); }
+  int Kill(pid_t pid, int sig) override { return target_->Kill(pid, sig); }
+  void Syslog(int priority, const char* message) override { target_->Syslog(priority, message); }
+  void SleepMicros(unsigned long micros) override { target_->SleepMicros(micros); }
+  unsigned long ScaleMicros(unsigned long micros) override { return target_->ScaleMicros(micros); }
+  int TftpPort() override { return target_->TftpPort(); }
+
+ private:
+  Platform* target_;
+};
+
 // The platform in use: the one installed last, else the build's backend.
 Platform& FtmPlatform();
 
@@ -77,6 +107,23 @@ class PlatformDevice {
 
  private:
   int fd_;
+};
+
+// One stream opened through the platform for one operation, and closed on
+// every path out of it.
+class PlatformFile {
+ public:
+  PlatformFile(const char* path, const char* mode) : f_(FtmPlatform().Fopen(path, mode)) {}
+  ~PlatformFile() {
+    if (f_ != nullptr) std::fclose(f_);
+  }
+  PlatformFile(const PlatformFile&) = delete;
+  PlatformFile& operator=(const PlatformFile&) = delete;
+
+  FILE* get() const { return f_; }
+
+ private:
+  FILE* f_;
 };
 
 // The daemon's one syslog path: formats into a bounded buffer (longer text is

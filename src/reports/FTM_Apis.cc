@@ -22,15 +22,10 @@ constexpr int kXcvrLimit = 3;
 
 const CellSource kProductionCells[] = {{"MODEL_NUM", 0}, {"SERIAL_NUM", 1}, {"MAC_ADDR", 2},
                                        {"PROD_DATE", 3}, {"PROD_REV", 4},   {"E_164", 5}};
-constexpr int kProductionColumns = 6;
 const CellSource kAppSwCells[] = {{"SOFTWARE_VER", 2}, {"RELEASE_BUILD_VER", 4}};
-constexpr int kAppSwColumns = 5;
 const CellSource kProductTypeCells[] = {{"SOFTWARE_DESC", 0}};
-constexpr int kProductTypeColumns = 1;
 const CellSource kLoadCells[] = {{"INI_FILENAME", 0}, {"INI_VERSION", 1}, {"SOFTWARE_LOAD", 2}};
-constexpr int kLoadColumns = 3;
 const CellSource kXcvrCells[] = {{"XCVR_VER", 34}, {"XCVR_DESC", 36}};
-constexpr int kXcvrColumns = 37;
 
 // The boot delay's decimal text: an int and its terminator.
 constexpr size_t kBootDelaySize = 16;
@@ -69,18 +64,18 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
 
   // Pass 1: the production data and the boot loader's boot delay.
   FtmCfgTable production;
-  if (FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, 1, kProductionColumns,
-                      &production)) {
+  if (FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, &production)) {
     Walk(element, kProductionLimit, [&production](XmlNode* child) {
       if (const CellSource* source = FindSource(kProductionCells, child->name)) {
         XmlSetText(child, production.Cell(0, source->column));
         return true;
       }
       if (std::strcmp(child->name, "BOOT_DELAY") != 0) return false;
-      // A boot delay that cannot be read leaves the element's text alone.
+      // A boot delay that cannot be read empties the element: the template's
+      // "5" would look like a real delay.
       char delay[kBootDelaySize] = "";
       FTM_GetBootMode_Kestra(delay, sizeof delay);
-      if (delay[0] != '\0') XmlSetText(child, delay);
+      XmlSetText(child, delay);
       return true;
     });
     production.Free();
@@ -89,9 +84,8 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
   // Pass 2: software versions and description, from two tables held together.
   FtmCfgTable appSw;
   FtmCfgTable productType;
-  if (FtmCfgReadTable(session.id(), "AppSwInfo", kOperation, __LINE__, 1, kAppSwColumns, &appSw)) {
-    if (FtmCfgReadTable(session.id(), "ProductType", kOperation, __LINE__, 1, kProductTypeColumns,
-                        &productType)) {
+  if (FtmCfgReadTable(session.id(), "AppSwInfo", kOperation, __LINE__, &appSw)) {
+    if (FtmCfgReadTable(session.id(), "ProductType", kOperation, __LINE__, &productType)) {
       Walk(element, kSoftwareLimit, [&appSw, &productType](XmlNode* child) {
         if (const CellSource* source = FindSource(kAppSwCells, child->name)) {
           XmlSetText(child, appSw.Cell(0, source->column));
@@ -112,7 +106,7 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
 
   // Pass 3: the loaded INI file and the software load.
   FtmCfgTable load;
-  if (FtmCfgReadTable(session.id(), "ProductInfo", kOperation, __LINE__, 1, kLoadColumns, &load)) {
+  if (FtmCfgReadTable(session.id(), "ProductInfo", kOperation, __LINE__, &load)) {
     Walk(element, kLoadLimit, [&load](XmlNode* child) {
       const CellSource* source = FindSource(kLoadCells, child->name);
       if (source == nullptr) return false;
@@ -124,7 +118,7 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
 
   // Pass 4: the transceiver; its table decides the result.
   FtmCfgTable xcvr;
-  if (!FtmCfgReadTable(session.id(), "Xcvr", kOperation, __LINE__, 1, kXcvrColumns, &xcvr)) {
+  if (!FtmCfgReadTable(session.id(), "Xcvr", kOperation, __LINE__, &xcvr)) {
     return -1;
   }
   Walk(element, kXcvrLimit, [&xcvr](XmlNode* child) {

@@ -1,13 +1,11 @@
 #include "requests/FTM_PutModemInfo.h"
 
-#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
+#include "dispatch/ftm_text.h"
 #include "platform/platform.h"
 #include "xml/xml_write.h"
 
@@ -25,13 +23,6 @@ const StoreField kStoreFields[] = {
     {"PROD_DATE", "Date"},     {"PROD_REV", "Revision"},    {"E_164", "E164"},
 };
 
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
-struct FreeDocument {
-  void operator()(XmlNode* node) const { XmlFreeNode(node); }
-};
-
 const char* StoreColumn(const char* element) {
   for (const StoreField& field : kStoreFields) {
     if (std::strcmp(field.element, element) == 0) return field.column;
@@ -39,22 +30,14 @@ const char* StoreColumn(const char* element) {
   return nullptr;
 }
 
-// The ordinary decimal conversion, kept within int: text that is not a
-// number gives 0, so only a decimal number ever reaches the command line.
-int DecimalValue(const char* text) {
-  long value = std::strtol(text, nullptr, 10);
-  if (value > INT_MAX) return INT_MAX;
-  if (value < INT_MIN) return INT_MIN;
-  return static_cast<int>(value);
-}
-
 // The boot delay is the boot loader's, not the store's: it is set at once
 // and is not undone when a later element fails.
 void SetBootDelay(const char* text) {
   char command[128];
   std::memset(command, 0, sizeof command);
+  // Only the converted number reaches the command line, never the text.
   std::snprintf(command, sizeof command, "uboot_env --set --name bootdelay --value %d",
-                DecimalValue(text));
+                FtmDecimal(text));
   FtmPlatform().System(command);
 }
 
@@ -83,16 +66,8 @@ int WriteElements(const FtmCfgWrite& write, XmlNode* info) {
 }  // namespace
 
 int FtmPutModemInfo(const char* text) {
-  // The parser writes into its input; the upload belongs to the transfer.
-  std::unique_ptr<XmlNode, FreeDocument> document;
-  {
-    std::unique_ptr<char, FreeText> work(static_cast<char*>(std::malloc(std::strlen(text) + 1)));
-    if (work != nullptr) {
-      std::strcpy(work.get(), text);
-      document.reset(XmlParseDocument(work.get()));
-    }
-  }
-  if (document == nullptr) {
+  XmlDoc document = XmlParseCopy(text);
+  if (!document) {
     ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
     return -1;
   }

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "core/FTM_Task.h"
 #include "core/ftm_conn.h"
 #include "platform/platform.h"
 
@@ -65,10 +64,12 @@ int FTM_sendAck(uint16_t block) {
 int FTM_getData(uint8_t* destination, uint16_t* length, uint16_t* block) {
   uint8_t packet[kFtmPacketSize];
   int count = 0;
+  // Each empty poll waits out its period of 10 ms; the 301st gives up, so
+  // the wait lasts 3.01 s, the same rule as the wait for an ACK.
   FtmPollPeriod period(kDataPollMicros);
-  for (int polls = 0; (count = ftm_GetRcvTFTPData(packet)) == 0;) {
-    if (++polls >= kDataPolls) return -2;
-    period.Wait();  // ends early only for a datagram, which the next poll takes
+  int empty = 0;
+  while ((count = ftm_GetRcvTFTPData(packet)) == 0) {
+    if (period.Wait() && ++empty >= kDataPolls) return -2;
   }
   // A datagram shorter than the DATA header has no data length: it is not a
   // DATA packet, whatever its first bytes say.

@@ -63,10 +63,6 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
   if (idle && g_grace > 0) --g_grace;
 }
 
-int FtmTaskGraceCounter() {
-  return g_grace;
-}
-
 void TFTP_task() {
   for (const char* line : kStartCommands) {
     char command[128];

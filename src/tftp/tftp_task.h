@@ -11,10 +11,7 @@
 
 // One tick's handling of a datagram taken from the queue (length 0 = none
 // taken); the task's grace counter and last block live behind it. Exposed so
-// that tests can drive ticks without the 250 ms pause.
+// that the datagram fuzzer can drive ticks without the 250 ms pause.
 void FtmTaskHandle(const uint8_t* datagram, int length);
-
-// The grace counter: idle ticks left in which a late DATA packet is answered.
-int FtmTaskGraceCounter();
 
 #endif  // FTM_TFTP_TFTP_TASK_H_

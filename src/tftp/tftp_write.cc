@@ -1,6 +1,15 @@
 // Uploads: the station's file is received block by block into memory and
 // handed whole, NUL-terminated, to the upload dispatch, whose verdict
 // replaces the last ACK. Image files are acknowledged and discarded.
+//
+// The rules, at a glance:
+// - Every pass acknowledges the current block and waits for the next one.
+// - A block shorter than 512 bytes ends the file (also a short repeat).
+// - A time-out acknowledges the last good block again, three times; the
+//   fourth gives up.
+// - A repeat of the last good block is acknowledged again and changes
+//   nothing; any other wrong block number, or a packet that is not DATA,
+//   ends the upload.
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -22,6 +31,90 @@ void SendErrorf(uint16_t code, const char* format, int a, int b = 0) {
   FTM_sendError(code, message);
 }
 
+// One upload in progress.
+struct Upload {
+  char name[kTftpBlockSize + 1];
+  int type;
+  // The 8160-byte transfer buffer. A plain file continues only while it
+  // holds at most 7648 bytes, so the next block (512 bytes at most) always
+  // fits behind them, and so does the NUL written after a complete file.
+  std::unique_ptr<uint8_t[]> buffer;
+  int total = 0;                        // bytes of a plain file stored so far
+  uint16_t block = 0;                   // the block the next ACK names
+  uint16_t dataLength = kTftpBlockSize;  // of the block last taken
+  uint16_t lastGood = 0;
+  int retries = 0;
+};
+
+enum class Step { kNextBlock, kDone, kFailed };
+
+// A plain file is complete: its text goes to the dispatch, whose verdict
+// takes the place of the last ACK.
+void FinishPlainFile(Upload* u) {
+  u->buffer[u->total] = 0;
+  FtmErrorInfo* error = FTM_PutFile(reinterpret_cast<char*>(u->buffer.get()), u->name);
+  if (error != nullptr) {
+    FTM_sendError(error->code, error->message);
+  } else {
+    FTM_sendAck(u->block);
+  }
+}
+
+// An image's last block: acknowledged, nothing dispatched. A ".hex" image
+// is followed by a pause of the task.
+void FinishImage(const Upload& u) {
+  FTM_sendAck(u.block);
+  if (u.type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
+}
+
+// Waits for the block after the last good one and takes it.
+Step ReceiveBlock(Upload* u) {
+  const uint16_t expected = static_cast<uint16_t>(u->lastGood + 1);
+  // Images are not kept: every block goes over the previous one.
+  uint8_t* store = u->type == FTM_FILE_PLAIN ? u->buffer.get() + u->total : u->buffer.get();
+  switch (FTM_getData(store, &u->dataLength, &u->block)) {
+    case -2:  // time-out: acknowledge the last good block again
+      if (u->retries < kMaxRetries) {
+        ++u->retries;
+        u->block = u->lastGood;
+        u->dataLength = kTftpBlockSize;
+        return Step::kNextBlock;
+      }
+      SendErrorf(0, "Timed out on data packet, expected block = %d", expected);
+      SendErrorf(0, "Bad data packet, expected block = %d", expected);
+      return Step::kFailed;
+    case -1:
+      SendErrorf(0, "Bad data packet, expected block = %d", expected);
+      return Step::kFailed;
+    default:
+      break;
+  }
+  if (u->dataLength > kTftpBlockSize) {
+    SendErrorf(0, "data_len = %d", u->dataLength);
+    return Step::kFailed;
+  }
+  if (u->block == static_cast<uint16_t>(expected - 1)) return Step::kNextBlock;  // a repeat
+  if (u->block != expected) {
+    SendErrorf(0, "expected block %d - received block %d", expected, u->block);
+    return Step::kFailed;
+  }
+  if (u->type == FTM_FILE_PLAIN) {
+    u->total += u->dataLength;
+    if (u->total > kFtmMaxUpload) {
+      FTM_sendError(3, "file allocation size exceeded");
+      return Step::kFailed;
+    }
+  } else if (u->block != 1 && u->dataLength != kTftpBlockSize) {
+    // Block 1 is never an image's last block: a short block 1 ends the
+    // upload in the loop, unanswered, and the grace period answers its resend.
+    FinishImage(*u);
+    return Step::kDone;
+  }
+  u->lastGood = u->block;
+  u->retries = 0;
+  return Step::kNextBlock;
+}
+
 }  // namespace
 
 int FTM_getFileType(const char* name) {
@@ -33,83 +126,25 @@ int FTM_getFileType(const char* name) {
 }
 
 int TFTP_write(const uint8_t* request, int length, uint16_t* lastBlock) {
-  char name[kTftpBlockSize + 1];
-  TftpRequestName(request, length, name, sizeof name);
   *lastBlock = 0;
-
-  // One byte more than the buffer's size for the NUL the dispatch needs.
-  std::unique_ptr<uint8_t[]> buffer(new (std::nothrow) uint8_t[kFtmUploadBufferSize + 1]);
-  if (!buffer) {
+  Upload u;
+  TftpRequestName(request, length, u.name, sizeof u.name);
+  u.buffer.reset(new (std::nothrow) uint8_t[kFtmUploadBufferSize]);
+  if (!u.buffer) {
     FTM_sendError(0, "Write data failed");
     return -1;
   }
-  const int type = FTM_getFileType(name);
-  uint16_t dataLength = kTftpBlockSize;
-  uint16_t block = 0;
-  uint16_t lastGood = 0;
-  int retries = 0;
-  int total = 0;
-  bool ok = false;
-
+  u.type = FTM_getFileType(u.name);
   for (;;) {
-    if (dataLength != kTftpBlockSize) {  // a short block ended the file
-      if (type == FTM_FILE_PLAIN) {
-        buffer[total] = 0;
-        FtmErrorInfo* error = FTM_PutFile(reinterpret_cast<char*>(buffer.get()), name);
-        if (error != nullptr) {
-          FTM_sendError(error->code, error->message);
-        } else {
-          FTM_sendAck(block);
-        }
-      }
-      ok = true;
+    if (u.dataLength != kTftpBlockSize) {  // a short block ended the file
+      if (u.type == FTM_FILE_PLAIN) FinishPlainFile(&u);
       break;
     }
-    FTM_sendAck(block);
-    const uint16_t expected = static_cast<uint16_t>(lastGood + 1);
-    uint8_t* store = type == FTM_FILE_PLAIN ? buffer.get() + total : buffer.get();
-    int rc = FTM_getData(store, &dataLength, &block);
-    if (rc == -2) {
-      if (retries < kMaxRetries) {
-        ++retries;
-        block = lastGood;
-        dataLength = kTftpBlockSize;
-        continue;
-      }
-      SendErrorf(0, "Timed out on data packet, expected block = %d", expected);
-      SendErrorf(0, "Bad data packet, expected block = %d", expected);
-      break;
-    }
-    if (rc == -1) {
-      SendErrorf(0, "Bad data packet, expected block = %d", expected);
-      break;
-    }
-    if (dataLength > kTftpBlockSize) {
-      SendErrorf(0, "data_len = %d", dataLength);
-      break;
-    }
-    if (block == expected) {
-      if (type == FTM_FILE_PLAIN) {
-        total += dataLength;
-        if (total > kFtmMaxUpload) {
-          FTM_sendError(3, "file allocation size exceeded");
-          break;
-        }
-      } else if (block != 1 && dataLength != kTftpBlockSize) {
-        FTM_sendAck(block);
-        if (type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
-        ok = true;
-        break;
-      }
-      lastGood = block;
-      retries = 0;
-      continue;
-    }
-    if (block == static_cast<uint16_t>(expected - 1)) continue;  // a repeat: ACK it again
-    SendErrorf(0, "expected block %d - received block %d", expected, block);
-    break;
+    FTM_sendAck(u.block);
+    const Step step = ReceiveBlock(&u);
+    if (step == Step::kFailed) return -1;
+    if (step == Step::kDone) break;
   }
-  if (!ok) return -1;
-  *lastBlock = block;
+  *lastBlock = u.block;
   return 0;
 }

@@ -14,10 +14,7 @@ struct CFree {
 };
 using CString = std::unique_ptr<char, CFree>;
 
-struct NodeFree {
-  void operator()(XmlNode* n) const { XmlFreeNode(n); }
-};
-using NodePtr = std::unique_ptr<XmlNode, NodeFree>;
+using NodePtr = XmlDoc;
 
 bool IsSpace(char c) {
   return c == ' ' || c == '\t' || c == '\n' || c == '\r';
@@ -326,6 +323,13 @@ void XmlFreeNode(XmlNode* node) {
     std::free(node->children);
   }
   std::free(node);
+}
+
+XmlDoc XmlParseCopy(const char* text) {
+  if (text == nullptr) return XmlDoc();
+  CString work(XmlStrDup(text));
+  if (!work) return XmlDoc();
+  return XmlDoc(XmlParseDocument(work.get()));
 }
 
 char* XmlStrDup(const char* s) {

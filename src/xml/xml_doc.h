@@ -10,6 +10,7 @@
 #define FTM_XML_XML_DOC_H_
 
 #include <cstdint>
+#include <memory>
 
 struct XmlNode {
   char* name;            // "top" for the root, "xml" for the prolog
@@ -37,6 +38,18 @@ XmlNode* XmlParseDocument(char* text);
 // Frees the node, its strings and arrays and all its children. Null is
 // ignored.
 void XmlFreeNode(XmlNode* node);
+
+// The owner of a whole document: every handler, builder, tool and test holds
+// the documents it makes for one request in one of these.
+struct XmlDocFree {
+  void operator()(XmlNode* node) const { XmlFreeNode(node); }
+};
+using XmlDoc = std::unique_ptr<XmlNode, XmlDocFree>;
+
+// Parses a copy of a NUL-terminated text, which stays as it was (the parser
+// writes into its input, and uploads and templates must not change). Empty
+// only when memory runs out; callers answer "Fail to Create Xml Data Obj".
+XmlDoc XmlParseCopy(const char* text);
 
 // A malloc'd copy of `s`, or null when `s` is null or memory runs out.
 char* XmlStrDup(const char* s);

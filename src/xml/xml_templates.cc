@@ -1,8 +1,5 @@
 #include "xml/xml_templates.h"
 
-#include <cstdlib>
-#include <cstring>
-
 // Each text is one line; the literals are split only to keep the source
 // readable. The values carry a space on each side, which the parser drops.
 
@@ -93,30 +90,15 @@ const char kFtmModemInfoTemplate[] =
     "<SOFTWARE_LOAD> Unknown </SOFTWARE_LOAD><RELEASE_BUILD_VER> Unknown </RELEASE_BUILD_VER>"
     "<BOOT_DELAY> 5 </BOOT_DELAY></MODEM_INFO>";
 
-namespace {
-
-// Parses a copy: the parser writes terminators into its input.
-XmlNode* ParseCopy(const char* text) {
-  const size_t size = std::strlen(text) + 1;
-  char* work = static_cast<char*>(std::malloc(size));
-  if (work == nullptr) return nullptr;
-  std::memcpy(work, text, size);
-  XmlNode* document = XmlParseDocument(work);
-  std::free(work);
-  return document;
-}
-
-}  // namespace
-
 XmlNode* FTM_NewDownloadStatusDoc() {
-  return ParseCopy(kFtmDownloadStatusTemplate);
+  return XmlParseCopy(kFtmDownloadStatusTemplate).release();
 }
 XmlNode* FTM_NewEthernetDoc() {
-  return ParseCopy(kFtmEthernetTemplate);
+  return XmlParseCopy(kFtmEthernetTemplate).release();
 }
 XmlNode* FTM_NewStatsDoc() {
-  return ParseCopy(kFtmStatsTemplate);
+  return XmlParseCopy(kFtmStatsTemplate).release();
 }
 XmlNode* FTM_NewTestConfigDoc() {
-  return ParseCopy(kFtmTestConfigTemplate);
+  return XmlParseCopy(kFtmTestConfigTemplate).release();
 }

@@ -2,20 +2,27 @@
 //   name, "/" when hasContent is 0, "^" when multiLineTag is 1,
 //   "[k=v,k=v]" attributes, "{text}", "(child child)" children.
 // A document dumps as its root's children separated by spaces.
-#ifndef FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_
-#define FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_
+#ifndef FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
+#define FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
 
-#include <memory>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "xml/xml_doc.h"
 #include "xml/xml_write.h"
 
-struct DocFree {
-  void operator()(XmlNode* n) const { XmlFreeNode(n); }
-};
-using Doc = std::unique_ptr<XmlNode, DocFree>;
+using Doc = XmlDoc;
+
+// The seed of a random test: FTM_TEST_SEED when set, else the test's own.
+// Printed, so that a failure can be replayed with the same seed.
+inline unsigned TestSeed(unsigned fallback) {
+  const char* env = std::getenv("FTM_TEST_SEED");
+  unsigned seed = env != nullptr ? static_cast<unsigned>(std::strtoul(env, nullptr, 10)) : fallback;
+  std::printf("random test seed %u (replay: FTM_TEST_SEED=%u)\n", seed, seed);
+  return seed;
+}
 
 // Parses a copy of `text` (which may hold NULs; the parser sees up to the
 // first).
@@ -66,4 +73,4 @@ inline std::string Serialize(const XmlNode* node, int indent = 1) {
   return buffer;
 }
 
-#endif  // FTM_TESTS_UNIT_XML_XML_TEST_UTIL_H_
+#endif  // FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_

@@ -1,8 +1,8 @@
 // A simulated board directory for the tests of one process: made before the
 // first store call (the board directory is fixed for a process's life) and
 // emptied after each test.
-#ifndef FTM_TESTS_CFGSTORE_SIM_BOARD_FIXTURE_H_
-#define FTM_TESTS_CFGSTORE_SIM_BOARD_FIXTURE_H_
+#ifndef FTM_TESTS_UNIT_SUPPORT_SIM_BOARD_FIXTURE_H_
+#define FTM_TESTS_UNIT_SUPPORT_SIM_BOARD_FIXTURE_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -60,4 +60,4 @@ class SimBoardTest : public ::testing::Test {
   }
 };
 
-#endif  // FTM_TESTS_CFGSTORE_SIM_BOARD_FIXTURE_H_
+#endif  // FTM_TESTS_UNIT_SUPPORT_SIM_BOARD_FIXTURE_H_

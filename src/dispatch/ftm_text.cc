@@ -1,0 +1,20 @@
+#include "dispatch/ftm_text.h"
+
+#include <climits>
+#include <cstdlib>
+
+int FtmDecimal(const char* text) {
+  if (text == nullptr) return 0;
+  long long value = std::strtoll(text, nullptr, 10);
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+bool FtmIsDigits(const char* text) {
+  if (text == nullptr || *text == '\0') return false;
+  for (const char* p = text; *p != '\0'; ++p) {
+    if (*p < '0' || *p > '9') return false;
+  }
+  return true;
+}
