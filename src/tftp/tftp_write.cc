@@ -39,8 +39,8 @@ struct Upload {
   // holds at most 7648 bytes, so the next block (512 bytes at most) always
   // fits behind them, and so does the NUL written after a complete file.
   std::unique_ptr<uint8_t[]> buffer;
-  int total = 0;                        // bytes of a plain file stored so far
-  uint16_t block = 0;                   // the block the next ACK names
+  int total = 0;                         // bytes of a plain file stored so far
+  uint16_t block = 0;                    // the block the next ACK names
   uint16_t dataLength = kTftpBlockSize;  // of the block last taken
   uint16_t lastGood = 0;
   int retries = 0;
