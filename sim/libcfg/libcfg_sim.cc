@@ -8,6 +8,7 @@
 // the way, finds either the old or the new table, never a mix. Without a
 // transaction a field write is committed at once.
 #include <dirent.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -29,6 +30,7 @@ constexpr size_t kMaxTableFileBytes = 1 << 20;
 constexpr size_t kMaxValueBytes = 4095;
 constexpr size_t kMaxTableNameBytes = 64;
 constexpr int32_t kTableMagic = 0x43464754;  // "CFGT"
+constexpr useconds_t kStallMicros = 20000;
 
 struct Session {
   int32_t mode = 0;
@@ -187,6 +189,9 @@ int32_t cfg_setField(CfgSession session, const char* table, int32_t row, int32_t
                      const char* value) {
   if (!ValidTableName(table)) return -1;
   if (SimFaultActive(std::string("cfg set ") + table)) return -1;
+  // A slow store, so that a daemon killed in the middle of a request can be
+  // caught between two of its writes. Real time, outside the store's lock.
+  if (SimFaultActive(std::string("cfg stall ") + table)) ::usleep(kStallMicros);
   // A field without a value is stored as the empty text.
   if (value == nullptr) value = "";
   if (std::strlen(value) > kMaxValueBytes) return -1;
