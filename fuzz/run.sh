@@ -9,15 +9,15 @@
 # fuzz/corpus), "dict=FILE" (under fuzz/), or a libFuzzer flag such as
 # "-max_len=7648".
 #
-# Environment: FTM_FUZZ_BUILD (default build/fuzz), FTM_FUZZ_JOBS (parallel
-# fuzzing processes per harness, default 1).
+# Environment: FTM_FUZZ_BUILD (default build/fuzz), FTM_FUZZ_FLAGS (more
+# libFuzzer flags for every harness, e.g. "-fork=2" for a long run).
 # Exit status 0 when no harness found anything; crash inputs are kept in the
 # scratch directory named in the output.
 set -u
 seconds=${1:-60}
 here=$(cd "$(dirname "$0")" && pwd)
 build=${FTM_FUZZ_BUILD:-$here/../build/fuzz}
-jobs=${FTM_FUZZ_JOBS:-1}
+extra=${FTM_FUZZ_FLAGS:-}
 scratch=$(mktemp -d "${TMPDIR:-/tmp}/ftmfuzz.XXXXXX")
 status=0
 total=0
@@ -42,29 +42,18 @@ for harness in "$build"/*_fuzz; do
   mkdir -p "$work/corpus" "$work/crashes"
   if [ -d "$here/corpus/$corpus" ]; then cp -R "$here/corpus/$corpus/." "$work/corpus/"; fi
 
-  pids=""
-  i=0
-  while [ "$i" -lt "$jobs" ]; do
-    # shellcheck disable=SC2086
-    "$harness" $flags -max_total_time="$seconds" -print_final_stats=1 \
-      -artifact_prefix="$work/crashes/" "$work/corpus" >"$work/log.$i" 2>&1 &
-    pids="$pids $!"
-    i=$((i + 1))
-  done
   failed=0
-  for pid in $pids; do wait "$pid" || failed=1; done
-
-  runs=0
-  for log in "$work"/log.*; do
-    n=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log" | tail -n 1)
-    runs=$((runs + ${n:-0}))
-  done
+  # shellcheck disable=SC2086
+  "$harness" $flags $extra -max_total_time="$seconds" -print_final_stats=1 \
+    -artifact_prefix="$work/crashes/" "$work/corpus" >"$work/log" 2>&1 || failed=1
+  runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$work/log" | tail -n 1)
+  runs=${runs:-0}
   total=$((total + runs))
   if [ "$failed" -ne 0 ] || [ -n "$(ls -A "$work/crashes")" ]; then
     echo "$name: FINDING after $runs executions; logs and inputs in $work"
     status=1
   else
-    echo "$name: $runs executions in ${seconds}s x $jobs, no finding"
+    echo "$name: $runs executions in ${seconds}s, no finding"
   fi
 done
 

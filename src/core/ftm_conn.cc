@@ -159,11 +159,14 @@ bool FtmPollPeriod::Wait() {
       if (WatchWorthwhile() && WatchQueue(period)) return false;
     }
   }
-  {
+  // A period already over (always, with the board's time compressed to
+  // nothing) goes without a wait: even a wait that times out at once costs a
+  // trip through the scheduler.
+  if (Clock::now() < deadline_) {
     std::unique_lock<std::mutex> lock(g_queueMutex);
     g_queued.wait_until(lock, deadline_, [] { return g_head.load() != nullptr; });
+    if (Clock::now() < deadline_) return false;
   }
-  if (Clock::now() < deadline_) return false;
   running_ = false;
   return true;
 }

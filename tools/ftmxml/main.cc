@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -31,10 +30,6 @@ void Usage(FILE* out) {
       "output exactly the text the daemon would write for it.\n",
       out);
 }
-
-struct NodeFree {
-  void operator()(XmlNode* n) const { XmlFreeNode(n); }
-};
 
 bool ReadAll(const char* path, std::vector<char>* data) {
   const bool isStdin = std::strcmp(path, "-") == 0;
@@ -102,6 +97,45 @@ void PrintTree(const XmlNode* node, int depth) {
   }
 }
 
+// Shapes the lenient parser accepts without a word but that are almost
+// always mistakes in a request file. Each is reported once per element on
+// standard error; the tree is printed all the same.
+void Warn(const XmlNode* node, std::vector<const XmlNode*>* open, int* count) {
+  const std::string name = node->name;
+  if (name[0] == '/') {
+    std::fprintf(stderr,
+                 "ftmxml: warning: a stray end tag <%s> where an element was expected: it "
+                 "became an element that takes the rest of its level\n",
+                 name.c_str());
+    ++*count;
+  } else if (name.find_first_of("<\"=") != std::string::npos) {
+    std::fprintf(stderr,
+                 "ftmxml: warning: element name %s holds '<', '\"' or '=': a '>' is "
+                 "missing before it\n",
+                 Quote(node->name).c_str());
+    ++*count;
+  }
+  if (node->hasContent == 0 && name != "xml") {
+    for (const XmlNode* parent : *open) {
+      const size_t n = std::strlen(parent->name);
+      if (name.size() > n && name.compare(0, n, parent->name) == 0) {
+        std::fprintf(stderr,
+                     "ftmxml: warning: inside <%s>, the self-closing <%s/> counts as an opening "
+                     "of %s: %s does not close where meant and takes what follows\n",
+                     parent->name, name.c_str(), parent->name, parent->name);
+        ++*count;
+        break;
+      }
+    }
+  }
+  if (node->children == nullptr) return;
+  open->push_back(node);
+  for (XmlNode* const* child = node->children; *child != nullptr; ++child) {
+    Warn(*child, open, count);
+  }
+  open->pop_back();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -150,10 +184,17 @@ int main(int argc, char** argv) {
   }
   data.push_back('\0');
 
-  std::unique_ptr<XmlNode, NodeFree> document(XmlParseDocument(data.data()));
+  XmlDoc document(XmlParseDocument(data.data()));
   if (!document) {
     std::fputs("ftmxml: out of memory\n", stderr);
     return 1;
+  }
+  std::vector<const XmlNode*> open;
+  int warnings = 0;
+  if (document->children != nullptr) {
+    for (XmlNode* const* item = document->children; *item != nullptr; ++item) {
+      Warn(*item, &open, &warnings);
+    }
   }
   if (!serialize) {
     PrintTree(document.get(), 0);

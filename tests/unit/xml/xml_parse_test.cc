@@ -45,8 +45,12 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"<A>t1<B>t2</B>t3</A>", "A{t1}(B{t2})"}, ParseCase{"<A> <B/> </A>", "A(B/)"},
         ParseCase{"<ATM><ATM_IN> 0 </ATM_IN></ATM><B/>", "ATM(ATM_IN{0}) B/"},
         ParseCase{"<A><AB/></A><C/>", "A(AB/ /A(C/))"}, ParseCase{"</B><C/>", "/B(C/)"},
-        ParseCase{"<A><A>x</A></A><B/>", "A(A{x}) B/"}, ParseCase{"< A >x< / A ><B/>", "A{x} B/"},
-        ParseCase{"<>x<y/>", "{x}(y/)"}, ParseCase{"<A>a &amp;lt; b</A>", "A{a < b}"},
+        ParseCase{"<A><A>x</A></A><B/>", "A(A{x}) B/"},
+        // After a "<" that neither opens nor closes, the end-tag scan resumes
+        // right after that "<": the "<ABC>" inside "<X<ABC>" still counts.
+        ParseCase{"<ABC><X<ABC>y</ABC></ABC><D/>", "ABC(X<ABC{y}(/ABC)) D/"},
+        ParseCase{"< A >x< / A ><B/>", "A{x} B/"}, ParseCase{"<>x<y/>", "{x}(y/)"},
+        ParseCase{"<A>a &amp;lt; b</A>", "A{a < b}"},
         ParseCase{"<A>&amp;amp;amp;&quot;&apos;&gt;&#38;</A>", "A{&\"'>&#38;}"},
         ParseCase{"<A>x\ny</A>", "A{x\r\ny}"},
         ParseCase{"<A>x\r\ny ~~z~\nw \n</A>", "A{x\r\r\ny \r\nz\r\n~w}"},
@@ -99,22 +103,6 @@ TEST(XmlParse, EntityDecodingMatchesRepeatedReplaceFirst) {
     ASSERT_EQ(a->attrValues[0], want) << s;
     ASSERT_EQ(a->text, want) << s;
   }
-}
-
-TEST(XmlHelpers, ReplaceFirstTrimAndDup) {
-  char* s = XmlStrDup("a-b-c");
-  EXPECT_EQ(XmlReplaceFirst(&s, "-", "+++"), 1);
-  EXPECT_STREQ(s, "a+++b-c");
-  EXPECT_EQ(XmlReplaceFirst(&s, "zz", "y"), 0);
-  EXPECT_STREQ(s, "a+++b-c");
-  XmlTrimRight(nullptr);
-  std::strcpy(s, "ab \t\r\n");
-  XmlTrimRight(s);
-  EXPECT_STREQ(s, "ab");
-  std::free(s);
-  char* none = nullptr;
-  EXPECT_EQ(XmlReplaceFirst(&none, "a", "b"), 0);
-  EXPECT_EQ(XmlStrDup(nullptr), nullptr);
 }
 
 int Depth(const XmlNode* n) {

@@ -91,40 +91,32 @@ TEST(XmlReport, BuildsDownloadStatusWithStoredLengthCountingNul) {
   std::free(text);
 }
 
+// Neither an empty document nor a slot still holding a text is built into;
+// the slot and length stay as they were.
 TEST(XmlReport, FailsForEmptyDocumentOrOccupiedSlot) {
-  Doc empty = ParseText("");
-  Doc doc(FTM_NewDownloadStatusDoc());
-  char* text = nullptr;
-  int length = 7;
-  FtmClearErrorInfo();
-  EXPECT_EQ(FTM_BuildReportFile(&text, &length, empty.get()), -1);
-  EXPECT_EQ(text, nullptr);
-  EXPECT_EQ(length, 7);
-  EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
-
   char occupied[] = "old";
-  text = occupied;
-  FtmClearErrorInfo();
-  EXPECT_EQ(FTM_BuildReportFile(&text, &length, doc.get()), -1);
-  EXPECT_EQ(text, occupied);
-  EXPECT_EQ(length, 7);
-  EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
+  for (char* slot : {static_cast<char*>(nullptr), occupied}) {
+    Doc doc = ParseText(slot == nullptr ? "" : "<A/>");
+    char* text = slot;
+    int length = 7;
+    FtmClearErrorInfo();
+    EXPECT_EQ(FTM_BuildReportFile(&text, &length, doc.get()), -1);
+    EXPECT_EQ(std::make_pair(text, length), std::make_pair(slot, 7));
+    EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
+  }
 }
 
 TEST(XmlOperations, FindPathRecordsMissingElements) {
   Doc doc(FTM_NewTestConfigDoc());
   FtmClearErrorInfo();
-  XmlNode* led = XmlFindPath(doc.get(), "TEST_CONFIG", "LED", "WPS_LED");
-  ASSERT_NE(led, nullptr);
-  EXPECT_STREQ(led->name, "WPS_LED");
+  EXPECT_STREQ(XmlFindPath(doc.get(), "TEST_CONFIG", "LED", "WPS_LED")->name, "WPS_LED");
   EXPECT_STREQ(XmlFindPath(doc.get(), "TEST_CONFIG", nullptr, "USB")->name, "TEST_CONFIG");
   EXPECT_EQ(FtmGetErrorInfo()->message, nullptr);
-  EXPECT_EQ(XmlFindPath(doc.get(), "TEST_CONFIG", "LED", "Wps_LED"), nullptr);
-  EXPECT_STREQ(FtmGetErrorInfo()->message, "Xml File InValid");
-  FtmClearErrorInfo();
-  EXPECT_EQ(XmlFindPath(doc.get(), nullptr, "LED", nullptr), nullptr);
-  EXPECT_STREQ(FtmGetErrorInfo()->message, "Xml File InValid");
-  EXPECT_EQ(XmlFindChild(led, "x"), nullptr);
+  for (const char* missing : {"Wps_LED", "LED/x"}) {
+    FtmClearErrorInfo();
+    EXPECT_EQ(XmlFindPath(doc.get(), "TEST_CONFIG", "LED", missing), nullptr);
+    EXPECT_STREQ(FtmGetErrorInfo()->message, "Xml File InValid");
+  }
 }
 
 TEST(XmlOperations, SetTextAndAttributes) {
