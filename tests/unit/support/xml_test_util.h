@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,17 @@ inline Doc ParseText(const std::string& text) {
   std::vector<char> work(text.begin(), text.end());
   work.push_back('\0');
   return Doc(XmlParseDocument(work.data()));
+}
+
+// One case of a table-driven test: an input text and what it must give.
+struct TextCase {
+  const char* input;
+  const char* want;
+};
+
+// Failures name the input rather than the bytes of the case record.
+inline void PrintTo(const TextCase& c, std::ostream* os) {
+  *os << '"' << c.input << '"';
 }
 
 inline std::string DumpNode(const XmlNode* n, bool flags = true) {

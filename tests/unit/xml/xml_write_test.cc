@@ -16,22 +16,12 @@ namespace {
 
 const char kProlog[] = "  <?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n";
 
-struct WriteCase {
-  const char* input;
-  const char* output;
-};
-
-// Failures name the input rather than the bytes of the case record.
-void PrintTo(const WriteCase& c, std::ostream* os) {
-  *os << ::testing::PrintToString(std::string(c.input));
-}
-
-class WriteTable : public ::testing::TestWithParam<WriteCase> {};
+class WriteTable : public ::testing::TestWithParam<TextCase> {};
 
 TEST_P(WriteTable, WritesExactBytesAndMeasuresThem) {
   Doc doc = ParseText(GetParam().input);
   const std::string out = Serialize(doc.get());
-  EXPECT_EQ(out, GetParam().output) << "input: " << GetParam().input;
+  EXPECT_EQ(out, GetParam().want) << "input: " << GetParam().input;
   size_t measured = 0;
   XmlMeasure(doc.get(), &measured, 1, 0);
   EXPECT_EQ(measured, out.size());
@@ -39,14 +29,14 @@ TEST_P(WriteTable, WritesExactBytesAndMeasuresThem) {
 
 INSTANTIATE_TEST_SUITE_P(
     XmlFormat, WriteTable,
-    ::testing::Values(WriteCase{"", ""}, WriteCase{"<A/>", "  <A>\r\n  </A>\r\n"},
-                      WriteCase{"<A>t<B/></A>",
-                                "  <A>\r\n    t\r\n    <B>\r\n    </B>\r\n  </A>\r\n"},
-                      WriteCase{"<A x=\"1\" y=\"a&amp;b\">a&lt;b&amp;c</A>",
-                                "  <A x=\"1\" y=\"a&b\">\r\n    a<b&c\r\n  </A>\r\n"},
-                      WriteCase{"<?xml?><?xml v=1?>", "  <?xml>\r\n  <?xml v=\"1\"?>\r\n"},
-                      WriteCase{"<top><A/></top>", "      <A>\r\n    </A>\r\n"},
-                      WriteCase{"<A>x\ny</A>", "  <A>\r\n    x\r\ny\r\n  </A>\r\n"}));
+    ::testing::Values(TextCase{"", ""}, TextCase{"<A/>", "  <A>\r\n  </A>\r\n"},
+                      TextCase{"<A>t<B/></A>",
+                               "  <A>\r\n    t\r\n    <B>\r\n    </B>\r\n  </A>\r\n"},
+                      TextCase{"<A x=\"1\" y=\"a&amp;b\">a&lt;b&amp;c</A>",
+                               "  <A x=\"1\" y=\"a&b\">\r\n    a<b&c\r\n  </A>\r\n"},
+                      TextCase{"<?xml?><?xml v=1?>", "  <?xml>\r\n  <?xml v=\"1\"?>\r\n"},
+                      TextCase{"<top><A/></top>", "      <A>\r\n    </A>\r\n"},
+                      TextCase{"<A>x\ny</A>", "  <A>\r\n    x\r\ny\r\n  </A>\r\n"}));
 
 TEST(XmlWrite, WithoutIndentation) {
   Doc doc = ParseText("<?xml v=1?><A k=v>t<B/></A>");
