@@ -106,6 +106,9 @@ class IntakeTest(BoardTest):
         self.assertEqual(board.syslog()[1:], ["err TFTP_task: received invalid opcode"] * 4)
         c.rrq(b"x")
         c.expect(NOT_SUPPORTED)
+        # The transfer task logs the refusal after sending it.
+        board.wait_for(lambda: "err TFTP read: invalid filename" in board.syslog(), 5 * SLACK,
+                       "refusal not logged")
         # A zero-length datagram ends the daemon.
         c.send(b"")
         self.assertEqual(board.wait_exit(), 255)
