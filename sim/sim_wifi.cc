@@ -100,7 +100,8 @@ class WifiDevice final : public SimDevice {
         return 0;
       }
       case kFtmSiocGiwFreq:
-        wireless->u.freq.m = static_cast<int32_t>(std::strtol(ReadState(name, "freq").c_str(), nullptr, 10));
+        wireless->u.freq.m =
+            static_cast<int32_t>(std::strtol(ReadState(name, "freq").c_str(), nullptr, 10));
         wireless->u.freq.e = 1;
         return 0;
       case kFtmSiocSiwEssid:

@@ -11,9 +11,8 @@ namespace {
 // The settings this board applies; anything else is not supported
 // (READY_STATUS and ETHER_PORT_SPD among them).
 const char* const kSupported[] = {
-    "AUTO_MODE", "MOBILE_3G_LED", "MOBILE_4G_LED", "WIFI_24G_LED", "WIFI_5G_LED",
-    "WAN_LED",   "LAN_LED",       "INTERNET_LED",  "USB_LED",      "WPS_LED",
-    "ALL_LEDS",
+    "AUTO_MODE", "MOBILE_3G_LED", "MOBILE_4G_LED", "WIFI_24G_LED", "WIFI_5G_LED", "WAN_LED",
+    "LAN_LED",   "INTERNET_LED",  "USB_LED",       "WPS_LED",      "ALL_LEDS",
 };
 
 // The last command text formatted; no voice driver on this board reads it.

@@ -27,10 +27,14 @@ struct LedItem {
   int point;
 };
 const LedItem kLeds[] = {
-    {"WPS_LED", GPIO_WPS_LED},           {"INTERNET_LED", GPIO_INTERNET_LED},
-    {"USB_LED", GPIO_USB_LED},           {"LAN_LED", GPIO_LAN_LED},
-    {"WAN_LED", GPIO_WAN_LED},           {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
-    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},   {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
+    {"WPS_LED", GPIO_WPS_LED},
+    {"INTERNET_LED", GPIO_INTERNET_LED},
+    {"USB_LED", GPIO_USB_LED},
+    {"LAN_LED", GPIO_LAN_LED},
+    {"WAN_LED", GPIO_WAN_LED},
+    {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
+    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},
+    {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
     {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED},
 };
 
@@ -83,9 +87,9 @@ struct Label {
   size_t skip;  // characters after the label before the field starts
 };
 const Label kLabels[kUsbFields] = {
-    {"Host: ", 0},  {"Channel: ", 0}, {"Id: ", 0},   {"Lun: ", 0},
-    {"Vendor:", 1}, {"Model:", 1},    {"Rev:", 1},   {"Type:", 1},
-    {"ANSI SCSI revision:", 1},
+    {"Host: ", 0}, {"Channel: ", 0}, {"Id: ", 0},
+    {"Lun: ", 0},  {"Vendor:", 1},   {"Model:", 1},
+    {"Rev:", 1},   {"Type:", 1},     {"ANSI SCSI revision:", 1},
 };
 
 // Reads one line of at most 127 characters, cut at its newline; false at
@@ -165,7 +169,8 @@ const char* FTM_GetTestModeCfgXml() {
   }
   ResetSwitch(doc);
   WpsSwitch(doc);
-  Write(doc, "WIFI_SWITCH", "WIFI_SW_STATUS", GpioReadIo(GPIO_WIFI_SWITCH) != 0 ? "CLOSED" : "OPEN");
+  Write(doc, "WIFI_SWITCH", "WIFI_SW_STATUS",
+        GpioReadIo(GPIO_WIFI_SWITCH) != 0 ? "CLOSED" : "OPEN");
   FtmWifiSwStat(doc);
   Throughput(doc);
   Write(doc, "MULTI_HYBRID", "MULTI_MODE", "UNKNOWN");

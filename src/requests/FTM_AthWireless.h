@@ -12,15 +12,15 @@
 
 // The requests, as the driver numbers them.
 enum FtmWifiRequest : unsigned long {
-  kFtmSiocSifFlags = 0x8914,       // SIOCSIFFLAGS: interface up (1) or down (0)
-  kFtmSiocSiwFreq = 0x8B04,        // SIOCSIWFREQ
-  kFtmSiocGiwFreq = 0x8B05,        // SIOCGIWFREQ
-  kFtmSiocSiwEssid = 0x8B1A,       // SIOCSIWESSID
-  kFtmSiocGiwEssid = 0x8B1B,       // SIOCGIWESSID
-  kFtmSiocIwSetCountry = 0x8BE2,   // SIOCIWFIRSTPRIV + 2, on the radio device
-  kFtmSiocIwGetCountry = 0x8BE3,   // SIOCIWFIRSTPRIV + 3, on the radio device
-  kFtmSiocIwGetMode = 0x8BF1,      // SIOCIWFIRSTPRIV + 17
-  kFtmSiocIwSetMode = 0x8BF2,      // SIOCIWFIRSTPRIV + 18
+  kFtmSiocSifFlags = 0x8914,      // SIOCSIFFLAGS: interface up (1) or down (0)
+  kFtmSiocSiwFreq = 0x8B04,       // SIOCSIWFREQ
+  kFtmSiocGiwFreq = 0x8B05,       // SIOCGIWFREQ
+  kFtmSiocSiwEssid = 0x8B1A,      // SIOCSIWESSID
+  kFtmSiocGiwEssid = 0x8B1B,      // SIOCGIWESSID
+  kFtmSiocIwSetCountry = 0x8BE2,  // SIOCIWFIRSTPRIV + 2, on the radio device
+  kFtmSiocIwGetCountry = 0x8BE3,  // SIOCIWFIRSTPRIV + 3, on the radio device
+  kFtmSiocIwGetMode = 0x8BF1,     // SIOCIWFIRSTPRIV + 17
+  kFtmSiocIwSetMode = 0x8BF2,     // SIOCIWFIRSTPRIV + 18
 };
 
 // The request's name in logs and in the simulated board's faults

@@ -33,10 +33,14 @@ struct LedPoint {
   int point;
 };
 const LedPoint kLedPoints[] = {
-    {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED}, {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
-    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},     {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
-    {"WAN_LED", GPIO_WAN_LED},             {"LAN_LED", GPIO_LAN_LED},
-    {"INTERNET_LED", GPIO_INTERNET_LED},   {"USB_LED", GPIO_USB_LED},
+    {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED},
+    {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
+    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},
+    {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
+    {"WAN_LED", GPIO_WAN_LED},
+    {"LAN_LED", GPIO_LAN_LED},
+    {"INTERNET_LED", GPIO_INTERNET_LED},
+    {"USB_LED", GPIO_USB_LED},
     {"WPS_LED", GPIO_WPS_LED},
 };
 
@@ -309,8 +313,8 @@ int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
   char command[128];
   // Both lines are refused whole rather than cut.
   char newCircuit[128];
-  int n = std::snprintf(newCircuit, sizeof newCircuit, "%s %s%s.%s %s",
-                        "/etc/init.d/NewVpiVci.sh", "0.", vpi, vci, mac);
+  int n = std::snprintf(newCircuit, sizeof newCircuit, "%s %s%s.%s %s", "/etc/init.d/NewVpiVci.sh",
+                        "0.", vpi, vci, mac);
   if (n < 0 || static_cast<size_t>(n) >= sizeof newCircuit) {
     ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
     return -1;

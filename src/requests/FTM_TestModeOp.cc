@@ -92,8 +92,8 @@ int FtmExitTest(XmlNode* doc) {
     return -1;
   }
   if ((FtmActiveTests & kFtmTestLed) != 0) GpioExitFtm();
-  for (uint16_t bit : {kFtmTestResetSwitch, kFtmTestThroughput, kFtmTestReserved,
-                       kFtmTestAutoPair}) {
+  for (uint16_t bit :
+       {kFtmTestResetSwitch, kFtmTestThroughput, kFtmTestReserved, kFtmTestAutoPair}) {
     if ((FtmActiveTests & bit) != 0) BoardExitTest(bit);
   }
   FtmActiveTests = 0;

@@ -32,8 +32,7 @@ const char kVcc[] = "Interface\tVpi\tVci\tEncap\n";
 class ChangeVpiVci : public SimBoardTest {
  protected:
   void Board(const std::string& mac, const std::string& vccRows) {
-    Write("cfg/ProductionData.tsv",
-          "ModelNum\tSerialNum\tMacAddr\nK17\t1\t" + mac + "\n");
+    Write("cfg/ProductionData.tsv", "ModelNum\tSerialNum\tMacAddr\nK17\t1\t" + mac + "\n");
     Write("cfg/VccStat.tsv", kVcc + vccRows);
   }
 };
@@ -51,8 +50,8 @@ TEST_F(ChangeVpiVci, WithoutACurrentCircuitOnlyTheNewOneIsMade) {
     Board("00:1a:2b:3c:4d:5e", rows);
     Commands commands;
     EXPECT_EQ(ftm_ChangeVpiVci("8", "35"), 0) << rows;
-    EXPECT_EQ(commands.lines, (std::vector<std::string>{
-                                  "/etc/init.d/NewVpiVci.sh 0.8.35 00:1a:2b:3c:4d:5e"}))
+    EXPECT_EQ(commands.lines,
+              (std::vector<std::string>{"/etc/init.d/NewVpiVci.sh 0.8.35 00:1a:2b:3c:4d:5e"}))
         << rows;
   }
 }
@@ -79,13 +78,12 @@ TEST_F(ChangeVpiVci, AMacOfAnotherFormOrNoneFallsBack) {
 TEST_F(ChangeVpiVci, ValuesThatAreNotDecimalOrTooLongRunNoScript) {
   Board("00:1a:2b:3c:4d:5e", "nas0\t8\t35\n");
   const std::string longDigits(500, '7');
-  for (const char* bad : {";reboot", "$(reboot)", "`reboot`", "'8'", "8 35", "", "-8", "0x8",
-                          longDigits.c_str()}) {
+  for (const char* bad :
+       {";reboot", "$(reboot)", "`reboot`", "'8'", "8 35", "", "-8", "0x8", longDigits.c_str()}) {
     for (int which = 0; which < 2; ++which) {
       FtmClearErrorInfo();
       Commands commands;
-      EXPECT_EQ(which == 0 ? ftm_ChangeVpiVci(bad, "35") : ftm_ChangeVpiVci("8", bad), -1)
-          << bad;
+      EXPECT_EQ(which == 0 ? ftm_ChangeVpiVci(bad, "35") : ftm_ChangeVpiVci("8", bad), -1) << bad;
       EXPECT_TRUE(commands.lines.empty()) << bad;
       EXPECT_STREQ(FtmGetErrorInfo()->message, "Test not supported") << bad;
     }
