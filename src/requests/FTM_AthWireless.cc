@@ -4,13 +4,13 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <syslog.h>
+#include <unistd.h>
 // After net/if.h, which this header's own copy of the interface request
 // gives way to.
 #include <linux/wireless.h>
 
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "cfgstore/ftm_cfg.h"
@@ -56,10 +56,12 @@ class WifiSocket {
   WifiSocket() : fd_(FtmPlatform().Socket(AF_INET, SOCK_DGRAM, 0)) {
     if (fd_ < 0) {
       // Without the socket no radio can be set or read: the daemon ends.
+      // _exit, not exit: the main thread is still receiving, and must not
+      // see the process's static objects destroyed under it.
       FtmSyslog(LOG_ERR, "FTM Cannot open socket");
       std::printf("FTM Error openning socket\n");
       std::fflush(stdout);
-      std::exit(-1);
+      ::_exit(-1);
     }
   }
   ~WifiSocket() { FtmPlatform().Close(fd_); }
