@@ -20,13 +20,13 @@
 
 namespace {
 
-// The simulated board, quiet and instant: devices are absent, commands do
+// The simulated board, quiet and instant: devices are absent (the wireless
+// driver stays: without its socket the daemon would end), commands do
 // nothing and no wait takes time, so a transfer's time-outs cost only their
 // polls. Files and the store are the board's own.
 class QuietBoard final : public PlatformWrapper {
  public:
   int Open(const char*, int) override { return Fail(); }
-  int Socket(int, int, int) override { return Fail(); }
   int System(const char*) override { return 0; }
   int Kill(pid_t, int) override { return 0; }
   void Syslog(int, const char*) override {}

@@ -9,7 +9,7 @@ set -eu
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
 presets=${FTM_PRESETS:-"host asan tsan mips-sim"}
-fuzz_seconds=${FTM_FUZZ_SECONDS:-60}
+fuzz_seconds=${FTM_FUZZ_SECONDS:-20}
 jobs=$(nproc 2>/dev/null || echo 2)
 
 scripts/setup.sh

@@ -89,7 +89,12 @@ class SimPlatform final : public Platform {
 
   int Socket(int domain, int type, int protocol) override {
     if (SimFaultActive("socket")) return SimFail(EACCES);
-    return ::socket(domain, type | SOCK_CLOEXEC, protocol);
+    int fd = ::socket(domain, type | SOCK_CLOEXEC, protocol);
+    if (fd < 0) return -1;
+    // The socket is the way to the wireless driver.
+    std::lock_guard<std::mutex> lock(mutex_);
+    devices_[fd] = &SimWifiDevice();
+    return fd;
   }
 
   FILE* Fopen(const char* path, const char* mode) override {

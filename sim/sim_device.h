@@ -31,5 +31,7 @@ SimDevice* SimDeviceFor(const std::string& board_path);
 SimDevice& SimGpioDevice();
 SimDevice& SimDslDevice();
 SimDevice& SimFlashDevice();
+// The wireless driver behind every socket of Platform::Socket.
+SimDevice& SimWifiDevice();
 
 #endif  // FTM_SIM_SIM_DEVICE_H_

@@ -5,8 +5,11 @@
 
 #include "reports/FTM_ModemInfo.h"
 #include "reports/FTM_Progress.h"
+#include "reports/FTM_TestModeCfg.h"
 #include "reports/FTM_TestModeOp.h"
 #include "requests/FTM_PutModemInfo.h"
+#include "requests/FTM_TestConfig.h"
+#include "requests/FTM_TestModeOp.h"
 
 namespace {
 
@@ -28,7 +31,7 @@ struct DownloadRow {
 DownloadRow g_downloads[] = {
     {"FTM_ModemInfo.xml", FTM_GetModemInfoXml, nullptr, nullptr, 0},
     {"FTM_TestModeOp.xml", FTM_GetTestModeOpXml, nullptr, nullptr, 0},
-    {"FTM_TestModeCfg.xml", nullptr, nullptr, nullptr, 0},
+    {"FTM_TestModeCfg.xml", nullptr, FTM_GetTestModeCfgXml, nullptr, 0},
     {"FTM_Statistics.xml", nullptr, nullptr, nullptr, 0},
     {"FTM_Progress.xml", nullptr, FTM_GetProgressXml, nullptr, 0},
     {"FTM_Stats_4port.xml", nullptr, nullptr, nullptr, 0},
@@ -46,8 +49,8 @@ struct UploadRow {
 // A row without a handler is a request this build does not handle yet.
 const UploadRow kUploads[] = {
     {"FTM_ModemInfo.xml", FtmPutModemInfo},
-    {"FTM_TestModeOp.xml", nullptr},
-    {"FTM_TestModeCfg.xml", nullptr},
+    {"FTM_TestModeOp.xml", FtmPutTestModeOp},
+    {"FTM_TestModeCfg.xml", FtmPutTestConfig},
     {"FTM_Stats_4port.xml", nullptr},
 };
 

@@ -1,5 +1,6 @@
 #include "reports/FTM_Apis.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "board/flash.h"
@@ -128,5 +129,25 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
     return true;
   });
   xcvr.Free();
+  return 0;
+}
+
+int FtmWifiSwStat(XmlNode* doc) {
+  // Reported on the console only: nothing of this item reaches the error record.
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    std::fputs("error: failed to start session\n", stderr);
+    return -1;
+  }
+  FtmCfgTable table;
+  if (table.Read(session.id(), "WlanConfig", "FtmWifiSwStat", __LINE__) != 0 || !table.ok()) {
+    std::printf("error: failed to read table: %s\n", "WlanConfig");
+    return -1;
+  }
+  bool enabled = std::strcmp(table.Cell(0, 0), "1") == 0;
+  table.Free();
+  XmlNode* node = XmlFindPath(doc, "TEST_CONFIG", "WIFI_PWR_SWITCH", "WIFI_PWR_STATUS");
+  if (node == nullptr) return -1;
+  XmlSetText(node, enabled ? "OPEN" : "CLOSED");
   return 0;
 }

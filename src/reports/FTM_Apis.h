@@ -13,4 +13,11 @@
 // Xcvr table could not be read.
 int XMLS_GetModemInfoCM(XmlNode* element);
 
+// The read-back's WIFI_PWR_SWITCH / WIFI_PWR_STATUS of a TEST_CONFIG
+// document: "OPEN" when the 2.4 GHz radio's Enabled cell (column 0 of
+// WlanConfig's first row) is exactly "1", else "CLOSED". 0 when written;
+// -1 when the store or the element is missing (reported on the console,
+// never in the error record).
+int FtmWifiSwStat(XmlNode* doc);
+
 #endif  // FTM_REPORTS_FTM_APIS_H_
