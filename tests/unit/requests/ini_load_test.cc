@@ -38,11 +38,6 @@ class RecordingBoard : public PlatformWrapper {
   }
 };
 
-std::string Status(const char* word) {
-  return std::string("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n  <DOWNLOAD_STATUS>\r\n    ") +
-         word + "\r\n  </DOWNLOAD_STATUS>\r\n";
-}
-
 class IniLoad : public SimBoardTest {};
 
 TEST_F(IniLoad, ProgressReadsNotDoneOnlyWhileTheLibraryRuns) {
@@ -55,26 +50,14 @@ TEST_F(IniLoad, ProgressReadsNotDoneOnlyWhileTheLibraryRuns) {
   SimIniSetHook(nullptr);
   ReadProgress();
   EXPECT_EQ(result, nullptr);
-  EXPECT_EQ(g_progress,
-            (std::vector<std::string>{Status("DONE"), Status("NOT_DONE"), Status("DONE")}));
+  const std::string status =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n  <DOWNLOAD_STATUS>\r\n    ";
+  const std::string end = "\r\n  </DOWNLOAD_STATUS>\r\n";
+  EXPECT_EQ(g_progress, (std::vector<std::string>{status + "DONE" + end, status + "NOT_DONE" + end,
+                                                  status + "DONE" + end}));
   // The store is reset, then the board is restarted a second later.
   EXPECT_EQ(Events(), std::vector<std::string>{"cfg reset"});
   EXPECT_EQ(board.calls, (std::vector<std::string>{"sleep 1000000", "kill 1 15"}));
-}
-
-TEST_F(IniLoad, ARefusedFileNeitherResetsNorRestarts) {
-  RecordingBoard board;
-  char text[] = "[ftm]\nrestart = 1\n";
-  Write("faults", "ini parse\n");
-  testing::internal::CaptureStdout();
-  FtmErrorInfo* result = FTM_PutFile(text, "board.ini");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Process INI Fail!\n");
-  ASSERT_NE(result, nullptr);
-  EXPECT_EQ(result->code, 0);
-  EXPECT_STREQ(result->message, "Write data failed");
-  EXPECT_TRUE(Events().empty());
-  EXPECT_TRUE(board.calls.empty());
-  EXPECT_EQ(FtmDownloadInProgress, 0);
 }
 
 }  // namespace
