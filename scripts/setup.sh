@@ -7,7 +7,8 @@ set -eu
 
 packages="cmake ninja-build g++ clang libclang-rt-14-dev clang-format
   g++-mips-linux-gnu qemu-user googletest python3 iproute2 util-linux
-  curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu"
+  curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu
+  libsimpleini-dev"
 
 missing=""
 for p in $packages; do

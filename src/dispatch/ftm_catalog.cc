@@ -5,8 +5,12 @@
 
 #include "reports/FTM_ModemInfo.h"
 #include "reports/FTM_Progress.h"
+#include "reports/FTM_Statistics.h"
+#include "reports/FTM_Stats4port.h"
 #include "reports/FTM_TestModeCfg.h"
 #include "reports/FTM_TestModeOp.h"
+#include "requests/FTM_LoadIniFile.h"
+#include "requests/FTM_PutEthernetPorts.h"
 #include "requests/FTM_PutModemInfo.h"
 #include "requests/FTM_TestConfig.h"
 #include "requests/FTM_TestModeOp.h"
@@ -32,9 +36,9 @@ DownloadRow g_downloads[] = {
     {"FTM_ModemInfo.xml", FTM_GetModemInfoXml, nullptr, nullptr, 0},
     {"FTM_TestModeOp.xml", FTM_GetTestModeOpXml, nullptr, nullptr, 0},
     {"FTM_TestModeCfg.xml", nullptr, FTM_GetTestModeCfgXml, nullptr, 0},
-    {"FTM_Statistics.xml", nullptr, nullptr, nullptr, 0},
+    {"FTM_Statistics.xml", FTM_GetStatisticsXml, nullptr, nullptr, 0},
     {"FTM_Progress.xml", nullptr, FTM_GetProgressXml, nullptr, 0},
-    {"FTM_Stats_4port.xml", nullptr, nullptr, nullptr, 0},
+    {"FTM_Stats_4port.xml", FTM_GetStats4portXml, nullptr, nullptr, 0},
     {"FTM_AntennaInfo.xml", nullptr, nullptr, nullptr, 0},
     {"FTM_MobileInfo.xml", nullptr, nullptr, nullptr, 0},
 };
@@ -51,7 +55,7 @@ const UploadRow kUploads[] = {
     {"FTM_ModemInfo.xml", FtmPutModemInfo},
     {"FTM_TestModeOp.xml", FtmPutTestModeOp},
     {"FTM_TestModeCfg.xml", FtmPutTestConfig},
-    {"FTM_Stats_4port.xml", nullptr},
+    {"FTM_Stats_4port.xml", FtmPutEthernetPorts},
 };
 
 FtmErrorInfo* NotSupported() {
@@ -91,10 +95,7 @@ FtmErrorInfo* FTM_PutFile(char* text, const char* name) {
   const char* dot = std::strchr(name, '.');
   if (dot != nullptr && std::strcmp(dot, ".ini") == 0) {
     FtmDownloadInProgress = 1;
-    // This build has no INI loader: the file is refused like an unknown
-    // name, with the progress flag raised around the refusal as around a load.
-    (void)text;
-    FtmErrorInfo* result = NotSupported();
+    FtmErrorInfo* result = FtmLoadIniFile(text, name);
     FtmDownloadInProgress = 0;
     return result;
   }

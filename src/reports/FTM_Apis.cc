@@ -4,7 +4,10 @@
 #include <cstring>
 
 #include "board/flash.h"
+#include "board/gpio.h"
 #include "cfgstore/ftm_cfg.h"
+#include "dispatch/ftm_status.h"
+#include "dispatch/ftm_text.h"
 #include "xml/xml_write.h"
 
 namespace {
@@ -149,5 +152,222 @@ int FtmWifiSwStat(XmlNode* doc) {
   XmlNode* node = XmlFindPath(doc, "TEST_CONFIG", "WIFI_PWR_SWITCH", "WIFI_PWR_STATUS");
   if (node == nullptr) return -1;
   XmlSetText(node, enabled ? "OPEN" : "CLOSED");
+  return 0;
+}
+
+// ---------------------------------------------------------------------------
+// The statistics report's sections.
+
+namespace {
+
+// Walks every child of `element` in document order; fill() handles the
+// names it knows. A name met twice is filled twice.
+template <typename Fill>
+void WalkAll(XmlNode* element, Fill fill) {
+  if (element->children == nullptr) return;
+  for (XmlNode** child = element->children; *child != nullptr; ++child) fill(*child);
+}
+
+// Fills the children named in `sources` from one row of a table.
+template <size_t N>
+void FillRow(XmlNode* element, const CellSource (&sources)[N], const FtmCfgTable& table, int row) {
+  WalkAll(element, [&](XmlNode* child) {
+    if (const CellSource* source = FindSource(sources, child->name)) {
+      XmlSetText(child, table.Cell(row, source->column));
+    }
+  });
+}
+
+// The first data row whose column 0 is `name`, or -1.
+int FindInterfaceRow(const FtmCfgTable& table, const char* name) {
+  for (int row = 0; row < table.rows(); ++row) {
+    if (std::strcmp(table.Cell(row, 0), name) == 0) return row;
+  }
+  return -1;
+}
+
+const CellSource kEtherCells[] = {
+    {"ETH_IN", 2}, {"ETH_DISCARD_IN", 4}, {"ETH_OUT", 10}, {"ETH_DISCARD_OUT", 12}};
+const CellSource kAtmCells[] = {
+    {"ATM_IN", 4}, {"ATM_OUT", 6}, {"ATM_DISCARD_IN", 27}, {"ATM_DISCARD_OUT", 28}};
+const CellSource kVcCells[] = {{"VC_VPI", 2}, {"VC_VCI", 3}};
+const CellSource kDslCells[] = {{"DSL_STATE", 0},
+                                {"DSL_ACTIVITY_DOWNSTREAM", 1},
+                                {"DSL_ACTIVITY_UPTREAM", 2},
+                                {"DSL_FEC_DOWNSTREAM", 5},
+                                {"DSL_FEC_UPSTREAM", 6},
+                                {"DSL_CRC_DOWNSTREAM", 7},
+                                {"DSL_CRC_UPSTREAM", 8},
+                                {"DSL_HEC_DOWNSTREAM", 10},
+                                {"DSL_HEC_UPSTREAM", 9},
+                                {"DSL_ATTEN_DOWNSTREAM", 12},
+                                {"DSL_ATTEN_UPSTREAM", 13},
+                                {"DSL_MARGIN_DOWNSTREAM", 14},
+                                {"DSL_MARGIN_UPSTREAM", 15},
+                                {"DSL_POWER_DOWNSTREAM", 18},
+                                {"DSL_POWER_UPSTREAM", 19},
+                                {"SIGNAL_LOSS", 20}};
+const CellSource kDslRates[] = {{"DSL_SPEED_DOWNSTREAM", 16}, {"DSL_SPEED_UPSTREAM", 17}};
+const char* const kDslUnknown[] = {"MULTI_HYBRID", "HYBRID_1", "HYBRID_2", "HYBRID_3", "HYBRID_4"};
+const CellSource kFlashCells[] = {
+    {"DEV_TYPE", 0}, {"WRITE", 1}, {"ERASE", 2}, {"CORRUPT_FILE", 3}, {"FILE_CRC_ERROR", 4}};
+const CellSource kWirelessCells[] = {
+    {"WIRE_RXBYTES", 1}, {"WIRE_RXPACKETS", 2},  {"WIRE_RXERRORS", 3},  {"WIRE_RXDROPS", 4},
+    {"WIRE_TXBYTES", 9}, {"WIRE_TXPACKETS", 10}, {"WIRE_TXERRORS", 11}, {"WIRE_TXDROPS", 12}};
+
+// GPIO input of the auto-pair selector, and its value for the outer pair.
+constexpr int kAutoPairPoint = 41;
+constexpr int kAutoPairOuter = 2;
+
+// A line rate in the store's units as the report shows it: the decimal
+// integer, in single precision, divided by 1000, right-aligned in ten.
+void FormatRate(const char* cell, char (&text)[32]) {
+  const float rate = static_cast<float>(FtmDecimal(cell)) / 1000.0f;
+  std::snprintf(text, sizeof text, "%10.3f", static_cast<double>(rate));
+}
+
+bool Named(const char* name, const char* const* names, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    if (std::strcmp(name, names[i]) == 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+int GetInterfaceName(CfgSession session, const char* logicalName,
+                     char (&name)[kFtmInterfaceNameSize]) {
+  std::memset(name, 0, sizeof name);
+  FtmCfgTable table;
+  if (table.Read(session, "ProductInterfaces", "GetInterfaceName", __LINE__) != 0) {
+    std::printf("%s Interface Name is not available\n", logicalName);
+    return -1;
+  }
+  // The last of the first run of rows that name the logical interface.
+  const char* found = nullptr;
+  for (int row = 0; row < table.rows(); ++row) {
+    if (std::strcmp(table.Cell(row, 1), logicalName) == 0) {
+      found = table.Cell(row, 2);
+    } else if (found != nullptr) {
+      break;
+    }
+  }
+  // A name that does not fit is not cut: a cut name could name another
+  // interface.
+  if (found != nullptr && std::strlen(found) < sizeof name) {
+    std::memcpy(name, found, std::strlen(found) + 1);
+  }
+  if (name[0] != '\0') return 0;
+  std::printf("%s Interface Name is not available\n", logicalName);
+  return -1;
+}
+
+int XMLS_initEtherStatCatCM(XmlNode* element) {
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    FtmCfgReportNoSession();
+    return -1;
+  }
+  char name[kFtmInterfaceNameSize];
+  if (GetInterfaceName(session.id(), "SwingJack", name) != 0) return 0;
+  FtmCfgTable netDev;
+  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_initEtherStatCatCM", __LINE__, &netDev)) {
+    return -1;
+  }
+  // Without a row for the port's interface, the first row's counters.
+  int row = FindInterfaceRow(netDev, name);
+  FillRow(element, kEtherCells, netDev, row >= 0 ? row : 0);
+  return 0;
+}
+
+int XMLS_initAtmStatCatCM(XmlNode* element) {
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    FtmCfgReportNoSession();
+    return -1;
+  }
+  FtmCfgTable atm;
+  if (!FtmCfgReadTable(session.id(), "BcmAtm", "XMLS_initAtmStatCatCM", __LINE__, &atm)) {
+    return -1;
+  }
+  WalkAll(element, [&atm](XmlNode* child) {
+    if (const CellSource* source = FindSource(kAtmCells, child->name)) {
+      XmlSetText(child, atm.Cell(0, source->column));
+    } else if (std::strcmp(child->name, "VC_CHAN_NUM") == 0) {
+      XmlSetText(child, "1");  // the one channel the board has
+      FillRow(child, kVcCells, atm, 0);
+    }
+  });
+  return 0;
+}
+
+int XMLS_initDslStatCM(XmlNode* element) {
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    FtmCfgReportNoSession();
+    return -1;
+  }
+  FtmCfgTable xcvr;
+  if (!FtmCfgReadTable(session.id(), "Xcvr", "XMLS_initDslStatCM", __LINE__, &xcvr)) return -1;
+  WalkAll(element, [&xcvr](XmlNode* child) {
+    const char* name = child->name;
+    if (const CellSource* source = FindSource(kDslCells, name)) {
+      XmlSetText(child, xcvr.Cell(0, source->column));
+    } else if (const CellSource* rate = FindSource(kDslRates, name)) {
+      char text[32];
+      FormatRate(xcvr.Cell(0, rate->column), text);
+      XmlSetText(child, text);
+    } else if (std::strcmp(name, "READY_STATUS") == 0) {
+      XmlSetText(child, (FtmActiveTests & kFtmTestThroughput) != 0 ? "READY" : "NOT_READY");
+    } else if (Named(name, kDslUnknown, sizeof kDslUnknown / sizeof kDslUnknown[0])) {
+      XmlSetText(child, "UNKNOWN");
+    } else if (std::strcmp(name, "AUTO_PAIR") == 0) {
+      XmlSetText(child, GpioReadIo(kAutoPairPoint) == kAutoPairOuter ? "OUTER" : "INNER");
+    }
+  });
+  return 0;
+}
+
+int XMLS_GetFlashErrCM(XmlNode* element) {
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    FtmCfgReportNoSession();
+    return -1;
+  }
+  FtmCfgTable flash;
+  if (!FtmCfgReadTable(session.id(), "FlashErr", "XMLS_GetFlashErrCM", __LINE__, &flash)) {
+    return -1;
+  }
+  FillRow(element, kFlashCells, flash, 0);
+  return 0;
+}
+
+int XMLS_Get_Wl0_StatCM(XmlNode* element) {
+  FtmCfgSession session(kFtmCfgReadMode, nullptr);
+  if (!session.ok()) {
+    FtmCfgReportNoSession();
+    return -1;
+  }
+  // Without a name the buffer stays empty and no row matches it.
+  char name[kFtmInterfaceNameSize];
+  GetInterfaceName(session.id(), "Wireless", name);
+  FtmCfgTable table;
+  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_Get_Wl0_StatCM", __LINE__, &table)) {
+    return -1;
+  }
+  // Without a row for the wireless interface the counters keep their values.
+  int row = name[0] != '\0' ? FindInterfaceRow(table, name) : -1;
+  if (row >= 0) FillRow(element, kWirelessCells, table, row);
+  table.Free();
+
+  if (!FtmCfgReadTable(session.id(), "WlanStations", "XMLS_Get_Wl0_StatCM", __LINE__, &table)) {
+    WalkAll(element, [](XmlNode* child) {
+      if (std::strcmp(child->name, "WIRE_STATIONS") == 0) XmlSetText(child, "Read Fail");
+    });
+    return -1;
+  }
+  WalkAll(element, [&table](XmlNode* child) {
+    if (std::strcmp(child->name, "WIRE_STATIONS") == 0) XmlSetText(child, table.Cell(0, 0));
+  });
   return 0;
 }

@@ -1,0 +1,126 @@
+#include "requests/FTM_PutEthernetPorts.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "dispatch/ftm_status.h"
+#include "platform/platform.h"
+#include "reports/FTM_Stats4port.h"
+#include "xml/xml_write.h"
+
+namespace {
+
+struct PortRow {
+  const char* element;
+  int switchPort;
+};
+const PortRow kPorts[] = {
+    {"PORT_1", 4}, {"PORT_2", 2}, {"PORT_3", 1}, {"PORT_4", 0}, {"PORT_5", 5},
+};
+
+const char kWorkFile[] = "/tmp/tmpPortFile.txt";
+// The get command's output is read up to this many characters.
+constexpr int kConfigChars = 31;
+// The values the request replaces, counted from 1.
+constexpr int kForceValue = 6;
+constexpr int kLinkValue = 7;
+
+// A value of the switch's configuration may go back into a command line
+// only when it is a plain word: letters, digits, '.', '-', ':', '_'.
+bool PlainWord(const char* begin, const char* end) {
+  for (const char* p = begin; p < end; ++p) {
+    char c = *p;
+    bool ok = (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+              c == '.' || c == '-' || c == ':' || c == '_';
+    if (!ok) return false;
+  }
+  return true;
+}
+
+// The port's current configuration: the first line of the work file that
+// the get command leaves (at most 31 characters), or empty. The file is
+// removed once read.
+void ReadConfiguration(int switchPort, char (&config)[kConfigChars + 1]) {
+  char command[128];
+  std::snprintf(command, sizeof command,
+                "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n' > %s", switchPort,
+                kWorkFile);
+  FtmPlatform().System(command);
+  config[0] = '\0';
+  {
+    PlatformFile file(kWorkFile, "r");
+    if (file.get() == nullptr) return;
+    if (std::fgets(config, sizeof config, file.get()) == nullptr) config[0] = '\0';
+  }
+  FtmPlatform().Unlink(kWorkFile);
+}
+
+int PortStep(XmlNode* element, int switchPort) {
+  char config[kConfigChars + 1];
+  ReadConfiguration(switchPort, config);
+  char command[128] = "switch_utility PortLinkCfgSet ";
+  size_t used = std::strlen(command);
+
+  if (element->children == nullptr) return 0;
+  XmlNode* first = element->children[0];
+  if (first == nullptr) return -1;
+  if (std::strcmp(first->name, "ETH_PORT_ACTIVE") != 0 || first->text == nullptr) return 0;
+  const bool inactive = std::strcmp(first->text, "NO") == 0;
+
+  // The values are the runs of characters between blanks; the blank that
+  // the get command leaves before each value makes no empty value.
+  int index = 0;
+  for (const char* p = config; *p != '\0';) {
+    if (*p == ' ') {
+      ++p;
+      continue;
+    }
+    const char* end = std::strchr(p, ' ');
+    if (end == nullptr) end = p + std::strlen(p);
+    ++index;
+    // A switch that answers anything but plain words gets no command.
+    if (!PlainWord(p, end)) return 0;
+    const char* value = p;
+    int length = static_cast<int>(end - p);
+    if (index == kForceValue) {
+      value = "1";
+      length = 1;
+    } else if (index == kLinkValue) {
+      value = inactive ? "1" : "0";
+      length = 1;
+    }
+    // At most 16 values of 31 characters with their blanks: always fits.
+    used += static_cast<size_t>(
+        std::snprintf(command + used, sizeof command - used, " %.*s", length, value));
+    if (used >= sizeof command) return 0;
+    p = end;
+  }
+  FtmPlatform().System(command);
+  return 0;
+}
+
+}  // namespace
+
+int FtmPutEthernetPorts(const char* text) {
+  XmlDoc document = XmlParseCopy(text);
+  XmlNode* ethernet = document ? XmlFindChild(document.get(), "ETHERNET") : nullptr;
+  if (ethernet == nullptr) {
+    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
+    return -1;
+  }
+  // The four-port report's document is made here when it does not exist yet;
+  // the request does not change it.
+  FtmStats4portDocument();
+
+  int rc = 0;
+  if (ethernet->children == nullptr) return 0;
+  for (XmlNode** child = ethernet->children; *child != nullptr; ++child) {
+    for (const PortRow& port : kPorts) {
+      if (std::strcmp((*child)->name, port.element) != 0) continue;
+      rc = PortStep(*child, port.switchPort);
+      break;
+    }
+    if (rc != 0) break;
+  }
+  return rc;
+}
