@@ -1,10 +1,13 @@
 // ftmsim: makes and runs simulated boards.
 //
 //   ftmsim init DIR   make a new board in DIR (absent or empty)
-//   ftmsim run DIR    start ftmd on the board in DIR, in the foreground
+//   ftmsim run DIR    start the modem simulator and ftmd on the board in
+//                     DIR, in the foreground; ends with ftmd's status
 //
 // The board's files are described in docs/simulator.md.
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,7 +40,7 @@ const char* const kDevices[] = {"root/dev/gpioctrl", "root/dev/flshmgmt", "root/
 int Usage() {
   std::fprintf(stderr,
                "usage: ftmsim init DIR   make a new simulated board in DIR\n"
-               "       ftmsim run DIR    start ftmd on the board in DIR\n");
+               "       ftmsim run DIR    start the modem simulator and ftmd on the board in DIR\n");
   return 2;
 }
 
@@ -109,6 +112,64 @@ int Init(const std::string& dir) {
   return 0;
 }
 
+// A program beside ftmsim, or the one an environment variable names.
+std::string Beside(const char* self, const char* name, const char* variable) {
+  if (const char* env = std::getenv(variable)) return env;
+  std::string me = self;
+  size_t slash = me.rfind('/');
+  return (slash == std::string::npos ? std::string(".") : me.substr(0, slash)) + "/" + name;
+}
+
+// The daemon's process, for the signal handler: SIGINT and SIGTERM go on to
+// it, and ftmsim ends when it ends.
+volatile sig_atomic_t g_daemon = 0;
+
+void Forward(int sig) {
+  if (g_daemon > 0) ::kill(g_daemon, sig);
+}
+
+// Starts a program with the signals the parent blocks unblocked again.
+pid_t Spawn(const std::string& path, char* const argv[], const sigset_t& mask) {
+  pid_t pid = ::fork();
+  if (pid == 0) {
+    ::sigprocmask(SIG_SETMASK, &mask, nullptr);
+    ::execv(path.c_str(), argv);
+    std::fprintf(stderr, "ftmsim: cannot start %s: %s\n", path.c_str(), std::strerror(errno));
+    ::_exit(127);
+  }
+  return pid;
+}
+
+int Wait(pid_t pid) {
+  int status = 0;
+  while (::waitpid(pid, &status, 0) < 0) {
+    if (errno != EINTR) return -1;
+  }
+  return status;
+}
+
+// Starts the modem simulator and waits until the board's modem device
+// points at it. Its process, or -1.
+pid_t StartModem(const std::string& board, const char* self, const sigset_t& mask) {
+  std::string modem = Beside(self, "ftmmodem", "FTMMODEM");
+  std::string link = board + "/root/dev/ttyUSB1";
+  ::unlink(link.c_str());  // a link left by a modem that was killed
+  std::string dir = board;
+  char* argv[] = {&modem[0], &dir[0], nullptr};
+  pid_t pid = Spawn(modem, argv, mask);
+  if (pid < 0) return -1;
+  struct stat st;
+  for (int tries = 0; tries < 3000; ++tries) {  // 30 s: slow emulators
+    if (::lstat(link.c_str(), &st) == 0) return pid;
+    int status;
+    if (::waitpid(pid, &status, WNOHANG) == pid) return -1;
+    ::usleep(10000);
+  }
+  ::kill(pid, SIGTERM);
+  Wait(pid);
+  return -1;
+}
+
 int Run(const std::string& dir, const char* self) {
   char real[PATH_MAX];
   if (::realpath(dir.c_str(), real) == nullptr || ::access((dir + "/root").c_str(), F_OK) != 0) {
@@ -116,19 +177,43 @@ int Run(const std::string& dir, const char* self) {
                  dir.c_str());
     return 1;
   }
-  std::string daemon;
-  if (const char* env = std::getenv("FTMD")) {
-    daemon = env;
-  } else {
-    std::string me = self;
-    size_t slash = me.rfind('/');
-    daemon = (slash == std::string::npos ? std::string(".") : me.substr(0, slash)) + "/ftmd";
-  }
   ::setenv("FTM_SIM_DIR", real, 1);
+
+  // The forwarding handler is in place before the daemon exists; a signal
+  // that comes in between waits, blocked, until the daemon's process is known.
+  sigset_t forwarded, original;
+  sigemptyset(&forwarded);
+  sigaddset(&forwarded, SIGINT);
+  sigaddset(&forwarded, SIGTERM);
+  ::sigprocmask(SIG_BLOCK, &forwarded, &original);
+  struct sigaction action;
+  std::memset(&action, 0, sizeof action);
+  action.sa_handler = Forward;
+  action.sa_flags = SA_RESTART;
+  ::sigaction(SIGINT, &action, nullptr);
+  ::sigaction(SIGTERM, &action, nullptr);
+
+  pid_t modem = StartModem(real, self, original);
+  if (modem < 0) {
+    std::fprintf(stderr, "ftmsim: the modem simulator did not start\n");
+    return 1;
+  }
+  std::string daemon = Beside(self, "ftmd", "FTMD");
   char* argv[] = {&daemon[0], nullptr};
-  ::execv(daemon.c_str(), argv);
-  std::fprintf(stderr, "ftmsim: cannot start %s: %s\n", daemon.c_str(), std::strerror(errno));
-  return 1;
+  pid_t pid = Spawn(daemon, argv, original);
+  g_daemon = pid;
+  ::sigprocmask(SIG_SETMASK, &original, nullptr);
+  int status = pid > 0 ? Wait(pid) : -1;
+
+  ::kill(modem, SIGTERM);
+  Wait(modem);
+  if (status == -1) return 1;
+  if (WIFEXITED(status)) return WEXITSTATUS(status);
+  // Ends the way the daemon ended, so a caller sees the same signal.
+  int sig = WTERMSIG(status);
+  ::signal(sig, SIG_DFL);
+  ::raise(sig);
+  return 128 + sig;
 }
 
 }  // namespace

@@ -3,9 +3,11 @@
 // simulator's tools first on PATH, and every effect is logged in events.log.
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -51,6 +53,39 @@ std::string MapCommandPaths(const std::string& command) {
   return out;
 }
 
+// The termio requests on a real tty (the modem simulator's pseudo-terminal).
+// They are carried out with the termios calls, exactly as the kernel turns
+// a termio request into termios settings: the low 16 bits of each mode, the
+// line discipline and the first NCC control characters. qemu-user does not
+// translate the termio requests for its guest, but it does translate these.
+// The read time-out (VTIME) is board time: it is scaled by the time scale,
+// and a time-out never shrinks below one tenth of a second.
+int TermioIoctl(int fd, unsigned long request, void* arg, double timescale) {
+  struct termios tios;
+  if (::tcgetattr(fd, &tios) != 0) return -1;
+  struct termio* t = static_cast<struct termio*>(arg);
+  if (request == TCGETA) {
+    t->c_iflag = static_cast<unsigned short>(tios.c_iflag);
+    t->c_oflag = static_cast<unsigned short>(tios.c_oflag);
+    t->c_cflag = static_cast<unsigned short>(tios.c_cflag);
+    t->c_lflag = static_cast<unsigned short>(tios.c_lflag);
+    t->c_line = static_cast<decltype(t->c_line)>(tios.c_line);
+    for (int i = 0; i < NCC; ++i) t->c_cc[i] = tios.c_cc[i];
+    return 0;
+  }
+  tios.c_iflag = (tios.c_iflag & ~0xffffu) | t->c_iflag;
+  tios.c_oflag = (tios.c_oflag & ~0xffffu) | t->c_oflag;
+  tios.c_cflag = (tios.c_cflag & ~0xffffu) | t->c_cflag;
+  tios.c_lflag = (tios.c_lflag & ~0xffffu) | t->c_lflag;
+  tios.c_line = static_cast<cc_t>(t->c_line);
+  for (int i = 0; i < NCC; ++i) tios.c_cc[i] = t->c_cc[i];
+  if (t->c_cc[VTIME] != 0) {
+    long tenths = std::lround(t->c_cc[VTIME] * timescale);
+    tios.c_cc[VTIME] = static_cast<cc_t>(tenths < 1 ? 1 : tenths > 255 ? 255 : tenths);
+  }
+  return ::tcsetattr(fd, TCSANOW, &tios);
+}
+
 class SimPlatform final : public Platform {
  public:
   int Open(const char* path, int flags) override {
@@ -73,7 +108,7 @@ class SimPlatform final : public Platform {
       auto it = devices_.find(fd);
       if (it != devices_.end()) device = it->second;
     }
-    if (device == nullptr) return SimFail(ENOTTY);
+    if (device == nullptr) return TtyIoctl(fd, request, arg);
     const char* name = device->RequestName(request);
     if (name != nullptr && SimFaultActive(std::string("ioctl ") + name)) return SimFail(EIO);
     return device->Ioctl(request, arg);
@@ -163,6 +198,18 @@ class SimPlatform final : public Platform {
   int TftpPort() override { return SimPort(); }
 
  private:
+  // A descriptor that is no device model: a real tty gets the real request
+  // (the termio ones scaled, above), anything else has no ioctls.
+  int TtyIoctl(int fd, unsigned long request, void* arg) {
+    if (!::isatty(fd)) return SimFail(ENOTTY);
+    if (request == TCGETA || request == TCSETA) {
+      const char* name = request == TCGETA ? "TCGETA" : "TCSETA";
+      if (SimFaultActive(std::string("ioctl ") + name)) return SimFail(EIO);
+      return TermioIoctl(fd, request, arg, SimTimescale());
+    }
+    return ::ioctl(fd, request, arg);
+  }
+
   std::mutex mutex_;
   std::map<int, SimDevice*> devices_;
 };

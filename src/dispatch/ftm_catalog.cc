@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "reports/FTM_AntennaInfo.h"
+#include "reports/FTM_MobileInfo.h"
 #include "reports/FTM_ModemInfo.h"
 #include "reports/FTM_Progress.h"
 #include "reports/FTM_Statistics.h"
@@ -39,8 +41,8 @@ DownloadRow g_downloads[] = {
     {"FTM_Statistics.xml", FTM_GetStatisticsXml, nullptr, nullptr, 0},
     {"FTM_Progress.xml", nullptr, FTM_GetProgressXml, nullptr, 0},
     {"FTM_Stats_4port.xml", FTM_GetStats4portXml, nullptr, nullptr, 0},
-    {"FTM_AntennaInfo.xml", nullptr, nullptr, nullptr, 0},
-    {"FTM_MobileInfo.xml", nullptr, nullptr, nullptr, 0},
+    {"FTM_AntennaInfo.xml", FTM_GetAntennaInfoXml, nullptr, nullptr, 0},
+    {"FTM_MobileInfo.xml", FTM_GetMobileInfoXml, nullptr, nullptr, 0},
 };
 
 using Handler = int (*)(const char* text);

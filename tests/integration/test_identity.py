@@ -261,7 +261,7 @@ class CrashTest(IdentityTest):
         print("crash test: seed %d (replay: FTM_TEST_SEED=%d)" % (seed, seed))
         rng = random.Random(seed)
         # Each of the six field writes takes 20 ms, so a kill within the
-        # first 150 ms lands between two of them, or after the commit.
+        # first 100 ms lands between two of them.
         board.set_faults("cfg stall ProductionData")
         started = "shell switch_utility RegisterSet 0xc50 0x1805"
         current, outcomes = DEFAULT_ROW, set()
@@ -272,7 +272,8 @@ class CrashTest(IdentityTest):
                 c.wrq(NAME)
                 c.expect(ack(0))
                 c.data(1, identity_xml(*zip(FIELDS, new)))
-                time.sleep(rng.uniform(0, 0.15))
+                # Even uploads are killed among the writes, odd ones after them.
+                time.sleep(rng.uniform(0, 0.1) if i % 2 == 0 else 0.3 * SLACK)
                 board.stop()
             finally:
                 c.close()

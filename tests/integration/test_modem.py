@@ -1,0 +1,146 @@
+"""The LTE modem's reports end to end: "FTM_MobileInfo.xml" and
+"FTM_AntennaInfo.xml" read by a station from a board whose simulated modem
+answers, answers in pieces and with unsolicited lines, answers errors, says
+only OK, floods, stays silent, or is not there. Each report byte for byte;
+the daemon serves other requests afterwards."""
+
+import os
+import re
+import subprocess
+import time
+
+from ftmboard import SLACK, TIMESCALE, BoardTest, program
+from ftmreports import PROGRESS
+
+MOBILE, ANTENNA = b"FTM_MobileInfo.xml", b"FTM_AntennaInfo.xml"
+FAILED_SIM = "SIM not inserted/Failed"
+ANT = "Main: -62.5, Aux: -70.1"
+# What the default scenario of a fresh board reports.
+WORKING = {"CGMR": "CLM7455_02.24.05.06 r7040", "IMEI": "359072060123456",
+           "MODEL": "CLM-7455", "SIM": "READY", "ANT": ANT}
+NOTHING = {"CGMR": "", "IMEI": "", "MODEL": "", "SIM": FAILED_SIM, "ANT": ""}
+UNLOCK, SIGNAL = 'modem AT!entercnd="K418"', "modem At!dalgrxagc?"
+
+SIGNAL_ANSWER = "command At!dalgrxagc?\nsend 0 \\r\\nRx0:  AGC: -62.5\\r\\nRx1:  AGC: -70.1\\r\\n\\r\\nOK\\r\\n\n"
+UNLOCK_ANSWER = 'command AT!entercnd="K418"\nsend 0 \\r\\nOK\\r\\n\n'
+ATI_ANSWER = ("command ATI\nsend 0 \\r\\nManufacturer: Corvalink\\r\\nModel: CLM-7455\\r\\n"
+              "Revision: CLM7455_02.24.05.06 r7040\\r\\nIMEI: 359072060123456\\r\\n\\r\\nOK\\r\\n\n")
+
+# name: (scenario, or None for the board's default; mobile fields; antenna)
+SCENARIOS = {
+    "working": (None, WORKING, ANT),
+    "ok without data": ("command *\nsend 0 \\r\\nOK\\r\\n\n",
+                        {"CGMR": "", "IMEI": "", "MODEL": "", "SIM": "READY", "ANT": ""}, ""),
+    # The read stops at "+CME ERROR": the ": 3" of the identity query's error
+    # lands in front of the next answer, and the PIN query reports it.
+    "errors across requests": (
+        "command ATI\nsend 0 \\r\\n+CME ERROR: 3\\r\\n\n"
+        "command AT+CPIN?\nsend 0 \\r\\n+CME ERROR: 10\\r\\n\n" + UNLOCK_ANSWER + SIGNAL_ANSWER,
+        {"CGMR": "", "IMEI": "", "MODEL": "", "SIM": "3", "ANT": ANT}, ANT),
+    # Answers in pieces, an unsolicited line in front; a RING in front of
+    # the PIN answer ends that read, and every later answer comes one late.
+    "chatty": (
+        "command ATI\nsend 0 \\r\\n+CREG: 1\\r\\n\\r\\nManufacturer: Corvalink\\r\\nModel: CLM-7455\\r\\n\n"
+        "send 300 Revision: CLM7455_02.24.05.06 r7040\\r\\nIMEI: 3590720\n"
+        "send 300 60123456\\r\\n\\r\\nOK\\r\\n\n"
+        "command AT+CPIN?\nsend 0 \\r\\nRING\\r\\n\nsend 300 \\r\\n+CPIN: SIM PIN\\r\\n\\r\\nOK\\r\\n\n"
+        + UNLOCK_ANSWER +
+        "command At!dalgrxagc?\nsend 0 \\r\\nRx0:  AGC: -62.5\\r\\n\n"
+        "send 300 Rx1:  AGC: -70.1\\r\\n\\r\\nOK\\r\\n\n",
+        dict(WORKING, SIM="", ANT=""), ANT),
+    "silent": ("", NOTHING, ""),
+    # 10 KB without a final result: the PIN query and the unlock each stop at
+    # a full buffer, and the rest of the flood spoils the signal query.
+    "flood": ("command AT+CPIN?\nrepeat 1024 0 0123456789\n" + UNLOCK_ANSWER + SIGNAL_ANSWER
+              + ATI_ANSWER, dict(WORKING, SIM=FAILED_SIM, ANT=""), ANT),
+}
+
+
+def mobile_report(values):
+    out = '<?xml version="1.0" encoding="UTF-8"?>\r\n  <MOBILE_INFO>\r\n'
+    for name in ("CGMR", "IMEI", "MODEL", "SIM", "ANT", "LTE_4G_BROADBAND", "LTE_4G_RUNTIME"):
+        text = values.get(name, "NA")
+        out += "    <%s>\r\n%s    </%s>\r\n" % (name, "      %s\r\n" % text if text else "", name)
+    return (out + "  </MOBILE_INFO>\r\n").encode()
+
+
+def antenna_report(ant):
+    return ('<?xml version="1.0" encoding="UTF-8"?>\r\n  <ANTENNA_INFO>\r\n    <ANT>\r\n%s'
+            '    </ANT>\r\n  </ANTENNA_INFO>\r\n' % ("      %s\r\n" % ant if ant else "")).encode()
+
+
+class ModemTest(BoardTest):
+    # Slow builds get more board time per real second, so that the modem's
+    # pauses and the port's 2-second time-out keep their order.
+    timescale = TIMESCALE * SLACK
+
+    def start_modem(self, board, scenario=None):
+        """A fresh modem simulator (and port) with the scenario, or the
+        board's default one."""
+        self.stop_modem()
+        if scenario is not None:
+            board.write("modem/scenario", scenario)
+        link = board.path("root/dev/ttyUSB1")
+        if os.path.lexists(link):
+            os.unlink(link)
+        self.modem = subprocess.Popen(program("ftmmodem") + [board.dir])
+        board.wait_for(lambda: os.path.lexists(link), 20 * SLACK, "no modem")
+
+    def stop_modem(self):
+        if getattr(self, "modem", None) is not None:
+            self.modem.terminate()
+            self.modem.wait(10 * SLACK)
+            self.modem = None
+
+    def setUp(self):
+        self.modem = None
+        self.addCleanup(self.stop_modem)
+
+    def download(self, client, name):
+        content, err = client.download(name, timeout=15)
+        self.assertIsNone(err)
+        return content
+
+    def modem_events(self, board, since):
+        return [e for e in board.events()[since:] if e.startswith("modem ")]
+
+    def test_reports_for_each_modem(self):
+        board = self.board()
+        default = board.read("modem/scenario")
+        c = self.client(board)
+        for name, (scenario, mobile, ant) in SCENARIOS.items():
+            with self.subTest(modem=name):
+                self.start_modem(board, default if scenario is None else scenario)
+                mark = len(board.events())
+                self.assertEqual(self.download(c, MOBILE), mobile_report(mobile))
+                # One identity exchange per element, in the template's order.
+                self.assertEqual(self.modem_events(board, mark), ["modem ATI"] * 3 + [
+                    "modem AT+CPIN?", UNLOCK, SIGNAL])
+                # Each report opens a port that starts afresh; the unlock is
+                # sent again for every antenna read.
+                self.start_modem(board)
+                mark = len(board.events())
+                self.assertEqual(self.download(c, ANTENNA), antenna_report(ant))
+                self.assertEqual(self.modem_events(board, mark), [UNLOCK, SIGNAL])
+                self.assertEqual(self.download(c, b"FTM_Progress.xml"), PROGRESS)
+        self.assertRegex(board.read("syslog"), r"\ndebug \\nXMLS_GetMobileInfoCM:\d+: Got Just "
+                                               r"Ok No Data\n")
+        out = board.stdout()
+        self.assertIn("\ngetPINStatus: Read failed \n", out)
+        self.assertIn("\n Failed to get SIM PIN status\n", out)
+        self.assertIn("\n Failed to get signal value\n", out)
+
+    def test_no_modem(self):
+        board = self.board()
+        c = self.client(board)
+        # No device at all, then a port that refuses its settings.
+        for fault in ("", "ioctl TCSETA"):
+            with self.subTest(fault=fault):
+                if fault:
+                    self.start_modem(board)
+                    board.set_faults(fault)
+                mark = len(board.events())
+                self.assertEqual(self.download(c, MOBILE), mobile_report(NOTHING))
+                self.assertEqual(self.download(c, ANTENNA), antenna_report(""))
+                self.assertEqual(self.modem_events(board, mark), [])
+        self.assertEqual(board.stdout().count("\n Failed to open /dev/ttyUSB1 device\n"), 4)
