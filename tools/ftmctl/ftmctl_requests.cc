@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "xml/xml_doc.h"
@@ -52,7 +53,10 @@ bool Render(const Element& root, std::string* document) {
   std::vector<char> out(size + 1, '\0');
   size_t written = 0;
   XmlSerialize(doc.get(), out.data(), out.size(), &written, 1, 0);
-  document->assign(out.data(), written);
+  // Like a report, the document starts at its first "<".
+  const char* start = std::strchr(out.data(), '<');
+  if (start == nullptr) return false;
+  document->assign(start, written - static_cast<size_t>(start - out.data()));
   return true;
 }
 
