@@ -258,8 +258,9 @@ bool ParseSetting(const std::string& setting, Setting* s, std::string* error) {
     if (!Choice(value, "ON", "OFF", &text)) return Refuse(error, "leds: on or off");
     s->group = "LED";
     s->mergeable = true;
+    // ALL_LEDS is a point of the driver of its own, which the read-back of
+    // the single LEDs need not reflect: nothing shows it.
     s->leaf = {"ALL_LEDS", text, {}, {}};
-    for (const char* led : kLeds) s->checks.push_back(Text(std::string("LED/") + led, text));
   } else if (key == "button.wps" || key == "button.reset") {
     const bool wps = key == "button.wps";
     if (!Choice(value, "OPEN", "CLOSED", &text)) return Refuse(error, key + ": open or closed");
