@@ -154,6 +154,7 @@ class Station {
   Json result_ = Json::object();
   std::string serial_;  // from the last FTM_ModemInfo.xml read
   bool answered_ = false;
+  bool boardMessage_ = false;  // the message is the board's ERROR text
 };
 
 FtmctlTftp& Station::Client() {
@@ -167,7 +168,7 @@ int Station::Fail(int status, const std::string& message) {
   result_["message"] = message;
   if (options_.json) {
     std::printf("%s\n", result_.dump(2).c_str());
-  } else if (status == kRefused && result_.value("board_message", false)) {
+  } else if (status == kRefused && boardMessage_) {
     // The board's own words, exactly as sent.
     std::fputs(message.c_str(), stderr);
     if (message.empty() || message.back() != '\n') std::fputc('\n', stderr);
@@ -194,7 +195,7 @@ int Station::Get(const std::string& name) {
   FtmctlTransfer t;
   Download(name, &t);
   if (t.outcome == FtmctlOutcome::kRefused) {
-    result_["board_message"] = true;
+    boardMessage_ = true;
     return Fail(kRefused, t.message);
   }
   if (t.outcome != FtmctlOutcome::kAccepted) return Fail(kNoAnswer, t.message);
@@ -306,7 +307,7 @@ int Station::Upload(const FtmctlRequest& request, bool image) {
   }
 
   if (t.outcome == FtmctlOutcome::kRefused) {
-    result_["board_message"] = true;
+    boardMessage_ = true;
     result_["error_code"] = t.errorCode;
     const int status = Fail(kRefused, t.message);
     if (!options_.json && several) {
@@ -601,6 +602,14 @@ int main(int argc, char** argv) {
   Options options;
   std::string error;
   if (!ParseOptions(argc, argv, &options, &error)) {
+    for (int i = 1; i < argc; ++i) {
+      if (std::strcmp(argv[i], "--json") == 0) {
+        const Json result{
+            {"status", kBadArguments}, {"result", kResultNames[kBadArguments]}, {"message", error}};
+        std::printf("%s\n", result.dump(2).c_str());
+        return kBadArguments;
+      }
+    }
     std::fprintf(stderr, "ftmctl: %s\n%s%s%s", error.c_str(), kUsage, FtmctlSettingKeys(),
                  kUsageOptions);
     return kBadArguments;
