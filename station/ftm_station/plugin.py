@@ -26,6 +26,11 @@ def pytest_addoption(parser):
                     help="ftmctl --timescale, for simulated boards")
 
 
+def pytest_configure(config):
+    # pytest-xdist registers it too; without xdist the mark is only unused.
+    config.addinivalue_line("markers", "xdist_group(name): run these tests on one worker")
+
+
 def pytest_generate_tests(metafunc):
     if "board" in metafunc.fixturenames:
         boards = metafunc.config.getoption("ftm_board")
