@@ -112,7 +112,8 @@ def opcode(data):
     return struct.unpack("!H", data[:2])[0]
 
 
-class FtmctlTest(BoardTest):
+class FtmctlCase(BoardTest):
+    """Runs ftmctl against a board, directly or through a Proxy."""
 
     def ftmctl(self, port, *args, timescale=TIMESCALE):
         cmd = program("ftmctl") + ["--board", "127.0.0.1:%d" % port, "--timescale", str(timescale),
@@ -123,6 +124,9 @@ class FtmctlTest(BoardTest):
         p = Proxy(board.port, drop)
         self.addCleanup(p.close)
         return p
+
+
+class FtmctlTest(FtmctlCase):
 
     def test_documents_byte_for_byte(self):
         for args, name, document in DOCUMENTS:
