@@ -20,14 +20,6 @@ constexpr int kAckPolls = 13;
 
 }  // namespace
 
-void TftpRequestName(const uint8_t* datagram, int length, char* name, size_t size) {
-  size_t n = 0;
-  for (int i = 2; i < length && datagram[i] != 0 && n + 1 < size; ++i) {
-    name[n++] = static_cast<char>(datagram[i]);
-  }
-  name[n] = '\0';
-}
-
 void FTM_sendPacket(const uint8_t* bytes, int length) {
   sockaddr_in client;
   if (FtmCurrentClient(&client) != 0) return;

@@ -101,8 +101,14 @@ class ModemTest(BoardTest):
         self.assertIsNone(err)
         return content
 
-    def modem_events(self, board, since):
-        return [e for e in board.events()[since:] if e.startswith("modem ")]
+    def modem_events(self, board, since, count=0):
+        """The modem's commands since an events mark. A report can end
+        before the simulator has read its last command (the answer was
+        already waiting in the port), so wait for `count` of them."""
+        def events():
+            return [e for e in board.events()[since:] if e.startswith("modem ")]
+        board.wait_for(lambda: len(events()) >= count, 5 * SLACK, "modem commands missing")
+        return events()
 
     def test_reports_for_each_modem(self):
         board = self.board()
@@ -114,14 +120,14 @@ class ModemTest(BoardTest):
                 mark = len(board.events())
                 self.assertEqual(self.download(c, MOBILE), mobile_report(mobile))
                 # One identity exchange per element, in the template's order.
-                self.assertEqual(self.modem_events(board, mark), ["modem ATI"] * 3 + [
+                self.assertEqual(self.modem_events(board, mark, 6), ["modem ATI"] * 3 + [
                     "modem AT+CPIN?", UNLOCK, SIGNAL])
                 # Each report opens a port that starts afresh; the unlock is
                 # sent again for every antenna read.
                 self.start_modem(board)
                 mark = len(board.events())
                 self.assertEqual(self.download(c, ANTENNA), antenna_report(ant))
-                self.assertEqual(self.modem_events(board, mark), [UNLOCK, SIGNAL])
+                self.assertEqual(self.modem_events(board, mark, 2), [UNLOCK, SIGNAL])
                 self.assertEqual(self.download(c, b"FTM_Progress.xml"), PROGRESS)
         self.assertRegex(board.read("syslog"), r"\ndebug \\nXMLS_GetMobileInfoCM:\d+: Got Just "
                                                r"Ok No Data\n")

@@ -1,0 +1,122 @@
+"""One board driven through `ftmctl --json`: every call runs ftmctl once and
+returns its JSON result; a refusal or a silent board raises."""
+
+import json
+import shlex
+import subprocess
+
+
+class BoardError(AssertionError):
+    """ftmctl did not report success; `result` is its JSON result."""
+
+    def __init__(self, result):
+        self.result = result
+        self.status = result.get("status")
+        self.message = result.get("message", "")
+        super().__init__("%s: %s (%s)" % (result.get("command"), self.message,
+                                          result.get("result")))
+
+
+class Refused(BoardError):
+    """Exit status 1: the board refused, or its reports do not show the request."""
+
+
+class NoAnswer(BoardError):
+    """Exit status 2: no answer, or an answer that settles nothing."""
+
+
+class Board:
+    """A board at HOST[:PORT]. Typed commands read their request back
+    (--verify) unless verify=False is given."""
+
+    def __init__(self, address, ftmctl="ftmctl", extra=(), verify=True):
+        self.address = address
+        # A command line: "ftmctl", a path, or a path behind an emulator.
+        self.ftmctl = shlex.split(ftmctl)
+        self.extra = list(extra)
+        self.verify = verify
+        self.on_identity = None  # called with MODEM_INFO values after identity()
+
+    def run(self, *args, check=True):
+        cmd = self.ftmctl + ["--board", self.address, "--json"] + self.extra + [str(a) for a in args]
+        done = subprocess.run(cmd, capture_output=True, text=True)
+        try:
+            result = json.loads(done.stdout)
+        except ValueError:
+            result = {"command": args[0] if args else "", "status": done.returncode,
+                      "result": "bad arguments", "message": done.stderr.strip()}
+        result["status"] = done.returncode
+        if check and done.returncode == 1:
+            raise Refused(result)
+        if check and done.returncode != 0:
+            raise NoAnswer(result)
+        return result
+
+    def _typed(self, *args, verify=None):
+        if self.verify if verify is None else verify:
+            args += ("--verify",)
+        return self.run(*args)
+
+    # -- reports --------------------------------------------------------------
+    def get(self, report):
+        """The report's element paths and texts ("MODEM_INFO/SERIAL_NUM": ...)."""
+        return self.run("get", report)["values"]
+
+    def modem_info(self):
+        return self.get("FTM_ModemInfo.xml")
+
+    def active_tests(self):
+        values = self.get("FTM_TestModeOp.xml")
+        return [p.split("/", 1)[1] for p in values if p.startswith("ACTIVE_TEST/")]
+
+    # -- requests -------------------------------------------------------------
+    def identity(self, verify=None, **fields):
+        """model, serial, mac, date (MMDDYYYY), rev, e164, boot_delay."""
+        pairs = ["%s=%s" % (k.replace("_", "-"), v) for k, v in fields.items()]
+        result = self._typed("identity", *pairs, verify=verify)
+        if self.on_identity is not None:
+            self.on_identity(self.modem_info())
+        return result
+
+    def enter(self, test, verify=None):
+        return self._typed("enter", test, verify=verify)
+
+    def leave(self, verify=None):
+        return self._typed("leave", verify=verify)
+
+    def led(self, name, state, verify=None):
+        return self._typed("led", name, state, verify=verify)
+
+    def leds(self, state):
+        return self.run("leds", state)
+
+    def button(self, which, state, verify=None):
+        return self._typed("button", which, state, verify=verify)
+
+    def autopair(self, mode, verify=None):
+        return self._typed("autopair", mode, verify=verify)
+
+    def voice(self, name, value):
+        return self.run("voice", name, value)
+
+    def radio(self, band, item, value, verify=None):
+        return self._typed("radio", band, item, value, verify=verify)
+
+    def throughput(self, vpi, vci, verify=None):
+        return self._typed("throughput", vpi, vci, verify=verify)
+
+    def cfg(self, *settings, verify=None):
+        """Several settings in one upload, applied by the board in order."""
+        return self._typed("cfg", *settings, verify=verify)
+
+    def port(self, number, state):
+        return self.run("port", number, state)
+
+    def ini(self, path, name=None):
+        return self.run("ini", path, *(["--as", name] if name else []))
+
+    def put(self, path, name=None):
+        return self.run("put", path, *(["--as", name] if name else []))
+
+    def restart(self, safe=False):
+        return self.run("restart", *(["--safe"] if safe else []))

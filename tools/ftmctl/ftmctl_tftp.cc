@@ -1,0 +1,333 @@
+#include "ftmctl_tftp.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "tftp/tftp_wire.h"
+
+namespace {
+
+constexpr int kPacketSize = kTftpHeaderSize + kTftpBlockSize;
+// No report comes near this; it bounds the memory a wrong peer can take.
+constexpr size_t kDownloadLimit = 1 << 20;
+// Resends of one block prompted by the board's repeated ACKs: the board
+// itself repeats an ACK at most three times before it gives up.
+constexpr int kRepeatLimit = 3;
+
+std::string Printable(const std::string& s) {
+  std::string out;
+  for (unsigned char c : s) {
+    if (c < 0x20 || c == 0x7f || c == '"' || c == '\\') {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "\\x%02x", c);
+      out += hex;
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  return out;
+}
+
+std::string Describe(const uint8_t* p, int length) {
+  if (length < 2) return "runt datagram of " + std::to_string(length) + " bytes";
+  char text[kTftpMaxMessage + 1];
+  switch (TftpGet16(p)) {
+    case TFTP_DATA:
+      if (length < kTftpHeaderSize) break;
+      return "DATA " + std::to_string(TftpGet16(p + 2)) + " (" +
+             std::to_string(length - kTftpHeaderSize) + " bytes)";
+    case TFTP_ACK:
+      if (length < kTftpHeaderSize) break;
+      return "ACK " + std::to_string(TftpGet16(p + 2));
+    case TFTP_ERROR: {
+      int code = TftpErrorMessage(p, length, text, sizeof text);
+      if (code < 0) break;
+      return "ERROR " + std::to_string(code) + " \"" + Printable(text) + "\"";
+    }
+    case TFTP_RRQ:
+    case TFTP_WRQ:
+      TftpRequestName(p, length, text, sizeof text);
+      return std::string(TftpGet16(p) == TFTP_RRQ ? "RRQ " : "WRQ ") + Printable(text);
+    default:
+      break;
+  }
+  return "opcode " + std::to_string(TftpGet16(p)) + ", " + std::to_string(length) + " bytes";
+}
+
+}  // namespace
+
+double FtmctlNow() {
+  timespec ts;
+  clock_gettime(CLOCK_REALTIME, &ts);
+  return static_cast<double>(ts.tv_sec) + ts.tv_nsec / 1e9;
+}
+
+namespace {
+
+double Monotonic() {
+  timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<double>(ts.tv_sec) + ts.tv_nsec / 1e9;
+}
+
+}  // namespace
+
+bool FtmctlParseBoard(const std::string& text, sockaddr_in* address, std::string* error) {
+  std::string host = text;
+  unsigned long port = 69;
+  const size_t colon = text.rfind(':');
+  if (colon != std::string::npos) {
+    host = text.substr(0, colon);
+    const std::string digits = text.substr(colon + 1);
+    char* end = nullptr;
+    errno = 0;
+    port = std::strtoul(digits.c_str(), &end, 10);
+    if (digits.empty() || *end != '\0' || errno != 0 || port == 0 || port > 65535 ||
+        digits.find_first_not_of("0123456789") != std::string::npos) {
+      *error = "bad port in --board " + text;
+      return false;
+    }
+  }
+  if (host.empty()) {
+    *error = "no host in --board " + text;
+    return false;
+  }
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_DGRAM;
+  addrinfo* found = nullptr;
+  if (getaddrinfo(host.c_str(), nullptr, &hints, &found) != 0 || found == nullptr) {
+    *error = "cannot resolve board address " + host;
+    return false;
+  }
+  *address = *reinterpret_cast<const sockaddr_in*>(found->ai_addr);
+  freeaddrinfo(found);
+  address->sin_port = htons(static_cast<uint16_t>(port));
+  return true;
+}
+
+std::string FtmctlBoardText(const sockaddr_in& address) {
+  char ip[INET_ADDRSTRLEN] = "?";
+  inet_ntop(AF_INET, &address.sin_addr, ip, sizeof ip);
+  return std::string(ip) + ":" + std::to_string(ntohs(address.sin_port));
+}
+
+FtmctlTftp::FtmctlTftp(const sockaddr_in& board, const FtmctlTiming& timing,
+                       std::vector<FtmctlLogLine>* log)
+    : board_(board), timing_(timing), log_(log) {}
+
+FtmctlTftp::~FtmctlTftp() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+void FtmctlTftp::Note(const std::string& text) {
+  if (log_ != nullptr) log_->push_back({FtmctlNow(), text});
+}
+
+bool FtmctlTftp::Open(FtmctlTransfer* result) {
+  if (fd_ >= 0) return true;
+  fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (fd_ < 0) {
+    result->message = std::string("cannot open a UDP socket: ") + std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+bool FtmctlTftp::Send(const uint8_t* bytes, int length, const std::string& what) {
+  Note("> " + Describe(bytes, length) + what);
+  return ::sendto(fd_, bytes, static_cast<size_t>(length), 0,
+                  reinterpret_cast<const sockaddr*>(&board_), sizeof board_) == length;
+}
+
+int FtmctlTftp::Receive(uint8_t* buffer, int size, double seconds) {
+  const double end = Monotonic() + seconds;
+  for (;;) {
+    const double left = end - Monotonic();
+    if (left <= 0) return 0;
+    pollfd p{fd_, POLLIN, 0};
+    const int ready = ::poll(&p, 1, static_cast<int>(left * 1000) + 1);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready < 0) return -1;
+    if (ready == 0) continue;
+    sockaddr_in from{};
+    socklen_t fromLength = sizeof from;
+    const ssize_t n = ::recvfrom(fd_, buffer, static_cast<size_t>(size), 0,
+                                 reinterpret_cast<sockaddr*>(&from), &fromLength);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return -1;
+    // The board answers from its server port only; anything else is not
+    // part of this exchange.
+    if (from.sin_addr.s_addr != board_.sin_addr.s_addr || from.sin_port != board_.sin_port) {
+      Note("  ignored a datagram from " + FtmctlBoardText(from));
+      continue;
+    }
+    Note("< " + Describe(buffer, static_cast<int>(n)));
+    return static_cast<int>(n);
+  }
+}
+
+FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
+  FtmctlTransfer result;
+  if (!Open(&result)) return result;
+  uint8_t request[kPacketSize];
+  const int requestLength = TftpBuildRequest(TFTP_RRQ, name.c_str(), request, sizeof request);
+  if (requestLength < 0) {
+    result.message = "file name too long";
+    return result;
+  }
+  uint8_t packet[kPacketSize + 1];
+  uint8_t ack[kTftpHeaderSize];
+  uint16_t expected = 1;
+  bool requestResent = false;
+  Send(request, requestLength, "");
+  double silentSince = Monotonic();
+  for (;;) {
+    // Only the request is resent on a timer: the board resends DATA by
+    // itself, and a repeated ACK would spend its one resend of the block.
+    double wait = silentSince + timing_.silence - Monotonic();
+    const bool mayResend = expected == 1 && !requestResent;
+    if (mayResend) wait = std::min(wait, silentSince + timing_.resend - Monotonic());
+    const int n = Receive(packet, sizeof packet, wait);
+    if (n < 0) {
+      result.message = std::string("receive failed: ") + std::strerror(errno);
+      return result;
+    }
+    if (n == 0) {
+      if (Monotonic() - silentSince >= timing_.silence) {
+        result.message = "no answer from the board for " + name;
+        return result;
+      }
+      requestResent = true;
+      Send(request, requestLength, " (again)");
+      continue;
+    }
+    const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
+    if (opcode == TFTP_ERROR) {
+      char text[kTftpMaxMessage + 2];
+      result.errorCode = TftpErrorMessage(packet, n, text, sizeof text);
+      if (result.errorCode >= 0) {
+        result.outcome = FtmctlOutcome::kRefused;
+        result.message = text;
+        return result;
+      }
+    }
+    if (opcode != TFTP_DATA || n < kTftpHeaderSize) continue;
+    silentSince = Monotonic();
+    const uint16_t block = TftpGet16(packet + 2);
+    if (block == static_cast<uint16_t>(expected - 1) && expected > 1) {
+      // Our ACK was lost and the board resent the block.
+      TftpPut16(ack, TFTP_ACK);
+      TftpPut16(ack + 2, block);
+      Send(ack, sizeof ack, " (again)");
+      continue;
+    }
+    if (block != expected) continue;
+    result.data.append(reinterpret_cast<const char*>(packet + kTftpHeaderSize),
+                       static_cast<size_t>(n - kTftpHeaderSize));
+    TftpPut16(ack, TFTP_ACK);
+    TftpPut16(ack + 2, block);
+    Send(ack, sizeof ack, "");
+    if (n - kTftpHeaderSize < kTftpBlockSize) {
+      result.outcome = FtmctlOutcome::kAccepted;
+      return result;
+    }
+    if (result.data.size() > kDownloadLimit) {
+      result.message = "report larger than " + std::to_string(kDownloadLimit) + " bytes";
+      return result;
+    }
+    ++expected;
+  }
+}
+
+FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& content, bool image) {
+  FtmctlTransfer result;
+  if (!Open(&result)) return result;
+  uint8_t request[kPacketSize];
+  const int requestLength = TftpBuildRequest(TFTP_WRQ, name.c_str(), request, sizeof request);
+  if (requestLength < 0) {
+    result.message = "file name too long";
+    return result;
+  }
+  // A size that is a multiple of 512 ends with an empty block.
+  const size_t blocks = content.size() / kTftpBlockSize + 1;
+  uint8_t packet[kPacketSize + 1];
+  uint8_t data[kPacketSize];
+  size_t sent = 0;  // the block in flight; 0 is the request
+  int dataLength = 0;
+  bool resent = false;
+  int repeats = 0;
+  auto sendBlock = [&](size_t block) {
+    const size_t offset = (block - 1) * kTftpBlockSize;
+    const size_t count = std::min<size_t>(kTftpBlockSize, content.size() - offset);
+    TftpPut16(data, TFTP_DATA);
+    TftpPut16(data + 2, static_cast<uint16_t>(block));
+    std::memcpy(data + kTftpHeaderSize, content.data() + offset, count);
+    dataLength = kTftpHeaderSize + static_cast<int>(count);
+    sent = block;
+    resent = false;
+    repeats = 0;
+    Send(data, dataLength, "");
+  };
+  Send(request, requestLength, "");
+  double silentSince = Monotonic();
+  for (;;) {
+    const bool last = sent == blocks;
+    double wait = silentSince + timing_.silence - Monotonic();
+    if (!resent) {
+      wait =
+          std::min(wait, silentSince + (last ? timing_.lastResend : timing_.resend) - Monotonic());
+    }
+    const int n = Receive(packet, sizeof packet, wait);
+    if (n < 0) {
+      result.message = std::string("receive failed: ") + std::strerror(errno);
+      return result;
+    }
+    if (n == 0) {
+      if (Monotonic() - silentSince >= timing_.silence) {
+        result.message = "no answer from the board for " + name;
+        return result;
+      }
+      resent = true;
+      if (sent == 0) {
+        Send(request, requestLength, " (again)");
+      } else {
+        Send(data, dataLength, " (again)");
+      }
+      continue;
+    }
+    const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
+    if (opcode == TFTP_ERROR) {
+      char text[kTftpMaxMessage + 2];
+      result.errorCode = TftpErrorMessage(packet, n, text, sizeof text);
+      if (result.errorCode >= 0) {
+        result.outcome = FtmctlOutcome::kRefused;
+        result.message = text;
+        return result;
+      }
+    }
+    if (opcode != TFTP_ACK || n < kTftpHeaderSize) continue;
+    silentSince = Monotonic();
+    const uint16_t block = TftpGet16(packet + 2);
+    if (block == static_cast<uint16_t>(sent)) {
+      if (sent == blocks) {
+        result.outcome = resent && !image ? FtmctlOutcome::kUnconfirmed : FtmctlOutcome::kAccepted;
+        return result;
+      }
+      sendBlock(sent + 1);
+    } else if (sent > 0 && block == static_cast<uint16_t>(sent - 1) && repeats < kRepeatLimit) {
+      // The board did not get the block and acknowledges the one before.
+      ++repeats;
+      Send(data, dataLength, " (again)");
+    }
+  }
+}
