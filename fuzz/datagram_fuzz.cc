@@ -15,53 +15,25 @@
 #include <string>
 
 #include "core/ftm_conn.h"
+#include "fuzz_board.h"
 #include "platform/platform.h"
 #include "tftp/tftp_task.h"
 
 namespace {
 
-// The simulated board, quiet and instant: devices are absent (the wireless
-// driver stays: without its socket the daemon would end), commands do
-// nothing and no wait takes time, so a transfer's time-outs cost only their
-// polls. Files and the store are the board's own.
-class QuietBoard final : public PlatformWrapper {
+// Devices are absent as well, so that no driver model slows an input.
+class QuietBoard final : public InstantBoard {
  public:
-  int Open(const char*, int) override { return Fail(); }
-  int System(const char*) override { return 0; }
-  int Kill(pid_t, int) override { return 0; }
-  void Syslog(int, const char*) override {}
-  void SleepMicros(unsigned long) override {}
-  unsigned long ScaleMicros(unsigned long) override { return 0; }
-
- private:
-  static int Fail() {
+  int Open(const char*, int) override {
     errno = ENOENT;
     return -1;
   }
 };
 
-QuietBoard* g_board;
-char g_boardDir[] = "/tmp/ftm-datagram-fuzz-XXXXXX";
-
-void RemoveBoard() {
-  std::string remove = std::string("rm -rf ") + g_boardDir;
-  if (std::system(remove.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", g_boardDir);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  // The store's simulated tables live on a board made for this run.
-  if (mkdtemp(g_boardDir) == nullptr) std::abort();
-  std::atexit(RemoveBoard);
-  std::string board = std::string(g_boardDir) + "/board";
-  std::string init = std::string(FTM_FTMSIM) + " init " + board;
-  if (std::system(init.c_str()) != 0) std::abort();
-  setenv("FTM_SIM_DIR", board.c_str(), 1);
-  g_board = new QuietBoard();  // after FTM_SIM_DIR: it wraps the board's backend
-  PlatformInstall(g_board);
-  // The daemon's progress lines would drown the fuzzer's own.
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+  FuzzMakeBoard([] { return new QuietBoard(); });
   FtmClearConnections();
   FtmListenSocket = -1;  // replies are built and dropped
   return 0;

@@ -18,12 +18,11 @@
 #include <string>
 
 #include "dispatch/ftm_catalog.h"
-#include "platform/platform.h"
+#include "fuzz_board.h"
 #include "requests/FTM_PutEthernetPorts.h"
 
 namespace {
 
-char g_dir[] = "/tmp/ftm-requests-fuzz-XXXXXX";
 std::string g_board, g_config;
 std::set<std::string> g_files, g_tables;
 
@@ -38,7 +37,7 @@ std::set<std::string> Listing(const std::string& dir) {
 
 // The simulated board with no waits and no signals; board commands go to
 // the check below instead of the shell.
-class RequestBoard final : public PlatformWrapper {
+class RequestBoard final : public InstantBoard {
  public:
   int System(const char* command) override {
     if (std::strstr(command, "PortLinkCfgGet") != nullptr) {
@@ -58,25 +57,12 @@ class RequestBoard final : public PlatformWrapper {
     }
     return 0;
   }
-  int Kill(pid_t, int) override { return 0; }
-  void Syslog(int, const char*) override {}
-  void SleepMicros(unsigned long) override {}
-  unsigned long ScaleMicros(unsigned long) override { return 0; }
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  if (mkdtemp(g_dir) == nullptr) std::abort();
-  std::atexit([] {
-    if (std::system((std::string("rm -rf ") + g_dir).c_str()) != 0) std::perror(g_dir);
-  });
-  g_board = std::string(g_dir) + "/board";
-  if (std::system((std::string(FTM_FTMSIM) + " init " + g_board).c_str()) != 0) std::abort();
-  setenv("FTM_SIM_DIR", g_board.c_str(), 1);
-  PlatformInstall(new RequestBoard());  // after FTM_SIM_DIR: it wraps the board's backend
-  // The daemon's progress lines would drown the fuzzer's own.
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+  g_board = FuzzMakeBoard([] { return new RequestBoard(); });
   g_files = Listing(g_board);
   g_tables = Listing(g_board + "/cfg");
   return 0;

@@ -16,39 +16,15 @@
 #include <vector>
 
 #include "dispatch/ftm_catalog.h"
-#include "platform/platform.h"
+#include "fuzz_board.h"
 
 namespace upload_fuzz {
 
-class InstantBoard final : public PlatformWrapper {
- public:
-  int System(const char*) override { return 0; }
-  int Kill(pid_t, int) override { return 0; }
-  void Syslog(int, const char*) override {}
-  void SleepMicros(unsigned long) override {}
-  unsigned long ScaleMicros(unsigned long) override { return 0; }
-};
-
-inline char g_boardDir[] = "/tmp/ftm-upload-fuzz-XXXXXX";
 inline std::string g_events;
 inline unsigned g_runs = 0;
 
-inline void RemoveBoard() {
-  std::string remove = std::string("rm -rf ") + g_boardDir;
-  if (std::system(remove.c_str()) != 0) std::fprintf(stderr, "could not remove %s\n", g_boardDir);
-}
-
 inline void Initialize() {
-  if (mkdtemp(g_boardDir) == nullptr) std::abort();
-  std::atexit(RemoveBoard);
-  std::string board = std::string(g_boardDir) + "/board";
-  std::string init = std::string(FTM_FTMSIM) + " init " + board;
-  if (std::system(init.c_str()) != 0) std::abort();
-  setenv("FTM_SIM_DIR", board.c_str(), 1);
-  g_events = board + "/events.log";
-  PlatformInstall(new InstantBoard());  // after FTM_SIM_DIR: it wraps the board's backend
-  // The handlers' progress lines would drown the fuzzer's own.
-  if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
+  g_events = FuzzMakeBoard([] { return new InstantBoard(); }) + "/events.log";
 }
 
 // Uploads the bytes under `name`, as the transfer hands them over: a

@@ -5,6 +5,7 @@
 
 #include "dispatch/ftm_status.h"
 #include "modem/ftm_modem_query.h"
+#include "reports/ftm_report.h"
 #include "xml/xml_templates.h"
 #include "xml/xml_write.h"
 
@@ -50,12 +51,6 @@ int XMLS_GetAntennaInfoCM(XmlNode* element) {
 }
 
 int FTM_GetAntennaInfoXml(char** buffer, int* length) {
-  // Every request starts again from the template.
-  XmlDoc document = XmlParseCopy(kFtmAntennaInfoTemplate);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
-  if (XmlNode* info = XmlFindChild(document.get(), "ANTENNA_INFO")) XMLS_GetAntennaInfoCM(info);
-  return FTM_BuildReportFile(buffer, length, document.get());
+  return FtmBuildFreshReport(buffer, length, kFtmAntennaInfoTemplate, "ANTENNA_INFO",
+                             XMLS_GetAntennaInfoCM);
 }

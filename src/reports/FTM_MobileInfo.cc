@@ -9,6 +9,7 @@
 #include "modem/ftm_modem_query.h"
 #include "platform/platform.h"
 #include "reports/FTM_AntennaInfo.h"
+#include "reports/ftm_report.h"
 #include "xml/xml_templates.h"
 #include "xml/xml_write.h"
 
@@ -106,12 +107,6 @@ int XMLS_GetMobileInfoCM(XmlNode* element) {
 }
 
 int FTM_GetMobileInfoXml(char** buffer, int* length) {
-  // Every request starts again from the template.
-  XmlDoc document = XmlParseCopy(kFtmMobileInfoTemplate);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
-  if (XmlNode* info = XmlFindChild(document.get(), "MOBILE_INFO")) XMLS_GetMobileInfoCM(info);
-  return FTM_BuildReportFile(buffer, length, document.get());
+  return FtmBuildFreshReport(buffer, length, kFtmMobileInfoTemplate, "MOBILE_INFO",
+                             XMLS_GetMobileInfoCM);
 }
