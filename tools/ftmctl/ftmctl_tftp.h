@@ -22,6 +22,11 @@ struct FtmctlTiming {
   // The last block of an upload is sent again once after this much silence,
   // well inside the board's 2.75 s grace period.
   double lastResend = 1.0;
+  // After the last block was sent again, an ACK is the handler's verdict
+  // only if a second ACK (the grace period's answer to the resend) follows
+  // within one pass of the board's task; a lone ACK is the grace period's
+  // and says nothing of the verdict, which was lost.
+  double pass = 0.25;
   // No datagram from the board for this long ends the exchange: longer than
   // the board's longest recovery of a download (two waits of 3.25 s).
   double silence = 8.0;
@@ -67,6 +72,9 @@ class FtmctlTftp {
   // Waits up to `seconds` for a datagram from the board's port. Returns its
   // length, 0 on time-out, -1 on a socket failure.
   int Receive(uint8_t* buffer, int size, double seconds);
+  // After an ACK of the resent last block: true when a second ACK of the
+  // same block follows within a pass of the board's task (and some slack).
+  bool SecondAck(uint16_t block);
   void Note(const std::string& text);
 
   sockaddr_in board_;

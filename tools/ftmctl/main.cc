@@ -6,6 +6,7 @@
 //   2 no answer or transport failure, 3 bad arguments.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -26,6 +27,10 @@
 #include "xml/xml_write.h"
 
 namespace {
+
+// Seconds of silence before any exchange is given up, whatever the time
+// scale (see the timing below).
+constexpr double kShortestSilence = 3.0;
 
 using Json = nlohmann::ordered_json;
 
@@ -515,9 +520,15 @@ int Station::Run() {
     result_["board"] = FtmctlBoardText(board_);
   }
   result_["command"] = w[0];
+  // The board's own waits run on its clock; a handler's work (board tools,
+  // the store, the modem) takes real time on every board, so no exchange is
+  // given up sooner than 3 s.
   timing_.resend *= options_.timescale;
   timing_.lastResend *= options_.timescale;
-  timing_.silence = options_.timeout > 0 ? options_.timeout : timing_.silence * options_.timescale;
+  timing_.pass *= options_.timescale;
+  timing_.silence = options_.timeout > 0
+                        ? options_.timeout
+                        : std::max(timing_.silence * options_.timescale, kShortestSilence);
 
   int status;
   if (w[0] == "get") {
