@@ -11,31 +11,25 @@ namespace {
 
 const char kGpioDevice[] = "/dev/gpioctrl";
 
-// A failure reported both to syslog and on standard output.
-void LogBoth(const char* message) {
-  FtmSyslog(LOG_ERR, "%s", message);
-  std::printf("%s\n", message);
-}
-
 }  // namespace
 
 int GpioWriteIo(int point, int value) {
   std::printf("eUserIOPoint = %d\n", point);
   PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
-    LogBoth("Cannot open gpio driver");
+    FtmLogBoth("Cannot open gpio driver");
     return -1;
   }
   GpioIoRecord record = {point, value};
   if (value == kGpioExitFtmValue) {
     if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
-      LogBoth("GPIOCTRL_EXITFTM ioctl failed");
+      FtmLogBoth("GPIOCTRL_EXITFTM ioctl failed");
       return -1;
     }
     return 0;
   }
   if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    LogBoth("GPIOCTRL_ENTERFTM ioctl failed");
+    FtmLogBoth("GPIOCTRL_ENTERFTM ioctl failed");
     return -1;
   }
   int rc;
@@ -47,7 +41,7 @@ int GpioWriteIo(int point, int value) {
     rc = device.Ioctl(GPIOCTRL_WRITEIO, &record);
   }
   if (rc != 0) {
-    LogBoth("GPIOCTRL_WRITEIO ioctl failed");
+    FtmLogBoth("GPIOCTRL_WRITEIO ioctl failed");
     return -1;
   }
   return 0;
@@ -117,7 +111,7 @@ int GpioStartupLteCycle() {
   write({eLTEWifiDisable, 0, "************ eLTEWifiDisable 0 GPIOCTRL_WRITEIO ioctl failed\n\r"});
   FtmUsleep(15000000);
   if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
-    LogBoth("GPIOCTRL_EXITFTM ioctl failed");
+    FtmLogBoth("GPIOCTRL_EXITFTM ioctl failed");
     return -1;
   }
   std::printf("GPIOCTRL_EXITFTM ioctl success\n");

@@ -1,5 +1,7 @@
 #include "platform/platform.h"
 
+#include <syslog.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -24,4 +26,9 @@ void FtmSyslog(int priority, const char* format, ...) {
   std::vsnprintf(message, sizeof message, format, args);
   va_end(args);
   FtmPlatform().Syslog(priority, message);
+}
+
+void FtmLogBoth(const char* message) {
+  FtmSyslog(LOG_ERR, "%s", message);
+  std::printf("%s\n", message);
 }

@@ -130,6 +130,10 @@ class PlatformFile {
 // cut) and hands the message to the platform.
 void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
+// A failure the board's software reports twice: to syslog at LOG_ERR and as
+// one line on standard output ("Cannot open gpio driver").
+void FtmLogBoth(const char* message);
+
 // Sleeps like usleep(3) in board time.
 inline void FtmUsleep(unsigned long micros) {
   FtmPlatform().SleepMicros(micros);

@@ -23,21 +23,16 @@ bool Is(const char* a, const char* b) {
   return std::strcmp(a, b) == 0;
 }
 
-void LogBoth(const char* message) {
-  FtmSyslog(LOG_ERR, "%s", message);
-  std::printf("%s\n", message);
-}
-
 // The reset-switch test: the GPIO driver enters test mode; failures are
 // logged and do not change the answer.
 void EnterResetSwitchTest() {
   PlatformDevice device("/dev/gpioctrl", O_RDWR);
   if (!device.ok()) {
-    LogBoth("Cannot open gpio driver");
+    FtmLogBoth("Cannot open gpio driver");
     return;
   }
   GpioIoRecord record = {0, 0};
-  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) LogBoth("GPIOCTRL_ENTERFTM ioctl failed");
+  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) FtmLogBoth("GPIOCTRL_ENTERFTM ioctl failed");
 }
 
 }  // namespace
@@ -105,7 +100,7 @@ int FtmBoardCommand(XmlNode* doc) {
   if (XmlFindChild(doc, "RESYNC") != nullptr) {
     // Opening the driver is the resynchronisation; nothing is sent to it.
     PlatformDevice device("/dev/dsl_cpe_api", O_RDWR);
-    if (!device.ok()) LogBoth("Cannot open adsl driver");
+    if (!device.ok()) FtmLogBoth("Cannot open adsl driver");
     result = device.ok() ? 0 : -1;
   } else if (XmlFindChild(doc, "REBOOT") != nullptr) {
     result = FlshmgmtRestart(0);
