@@ -32,16 +32,13 @@ def pytest_configure(config):
 
 
 def pytest_generate_tests(metafunc):
+    # Each board's tests carry its group from the moment they are made:
+    # pytest-xdist reads the group in its own collection hook, which may run
+    # before any hook of this plugin.
     if "board" in metafunc.fixturenames:
         boards = metafunc.config.getoption("ftm_board")
-        metafunc.parametrize("board", boards, indirect=True, ids=boards)
-
-
-def pytest_collection_modifyitems(items):
-    for item in items:
-        address = getattr(item, "callspec", None) and item.callspec.params.get("board")
-        if address:
-            item.add_marker(pytest.mark.xdist_group(address))
+        metafunc.parametrize("board", [pytest.param(b, id=b, marks=pytest.mark.xdist_group(b))
+                                       for b in boards], indirect=True)
 
 
 def _record(node, values):

@@ -37,7 +37,7 @@ def main(test_file):
         if done.returncode != 0:
             return "pytest failed with status %d" % done.returncode
         cases = ET.parse(junit).getroot().iter("testcase")
-        seen = {}
+        seen, workers = {}, {}
         for case in cases:
             props = {p.get("name"): p.get("value") for p in case.iter("property")}
             board = boards[addresses.index(props["board"])]
@@ -47,8 +47,12 @@ def main(test_file):
             if case.find("failure") is not None or case.find("skipped") is not None:
                 return "%s did not pass" % case.get("name")
             seen[props["board"]] = seen.get(props["board"], 0) + 1
+            if "worker" in props:
+                workers.setdefault(props["board"], set()).add(props["worker"])
         if len(seen) != 2 or len(set(seen.values())) != 1:
             return "tests per board: %r" % seen
+        if any(len(w) != 1 for w in workers.values()):
+            return "a board's tests ran on several workers: %r" % workers
         logs = sorted(os.listdir(out))
         print("tests per board:", seen, "logs:", logs)
         return None
