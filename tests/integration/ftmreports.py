@@ -1,30 +1,39 @@
-"""The report texts a station downloads from a freshly started board, byte for
-byte. The daemon writes each element on lines of its own, indented two spaces
-per level, every line ending in CR LF; a download starts at the first "<", so
-the first line has no indentation."""
+"""Reports as a station downloads them, byte for byte. The daemon writes each
+element on lines of its own, indented two spaces per level, every line
+ending in CR LF; a download starts at the first "<", so the first line has
+no indentation."""
+
+
+def render(nodes, depth=1):
+    """The lines of (name, text) or (name, text, ' attr="v"') elements, where
+    text may be a list of children; an empty text writes no text line."""
+    out = ""
+    for node in nodes:
+        name, content = node[0], node[1]
+        pad = "  " * depth
+        out += "%s<%s%s>\r\n" % (pad, name, node[2] if len(node) > 2 else "")
+        if isinstance(content, list):
+            out += render(content, depth + 1)
+        elif content:
+            out += "%s  %s\r\n" % (pad, content)
+        out += "%s</%s>\r\n" % (pad, name)
+    return out
+
+
+def report(*roots):
+    """A whole report from its top-level elements."""
+    return ('<?xml version="1.0" encoding="UTF-8"?>\r\n' + render(roots)).encode("latin-1")
+
+
+def pattern(size, seed=0):
+    """File content that shows where every byte came from."""
+    return bytes((i * 7 + seed) % 251 for i in range(size))
+
 
 # FTM_Progress.xml: no INI file is being loaded.
-PROGRESS = (b'<?xml version="1.0" encoding="UTF-8"?>\r\n'
-            b'  <DOWNLOAD_STATUS>\r\n'
-            b'    DONE\r\n'
-            b'  </DOWNLOAD_STATUS>\r\n')
-
+PROGRESS = report(("DOWNLOAD_STATUS", "DONE"))
 # FTM_TestModeOp.xml: the four supported tests, and no test in progress.
-TESTMODEOP = (b'<?xml version="1.0" encoding="UTF-8"?>\r\n'
-              b'  <SUPPORTED_TESTS>\r\n'
-              b'    <LED>\r\n'
-              b'    </LED>\r\n'
-              b'    <THROUGHPUT>\r\n'
-              b'    </THROUGHPUT>\r\n'
-              b'    <RESET_SWITCH>\r\n'
-              b'    </RESET_SWITCH>\r\n'
-              b'    <BCOM_WIRELESS>\r\n'
-              b'    </BCOM_WIRELESS>\r\n'
-              b'  </SUPPORTED_TESTS>\r\n'
-              b'  <ACTIVE_TEST>\r\n'
-              b'  </ACTIVE_TEST>\r\n')
-
-FRESH_REPORTS = {
-    b"FTM_Progress.xml": PROGRESS,
-    b"FTM_TestModeOp.xml": TESTMODEOP,
-}
+TESTMODEOP = report(("SUPPORTED_TESTS", [(n, "") for n in ("LED", "THROUGHPUT", "RESET_SWITCH",
+                                                            "BCOM_WIRELESS")]),
+                    ("ACTIVE_TEST", []))
+FRESH_REPORTS = {b"FTM_Progress.xml": PROGRESS, b"FTM_TestModeOp.xml": TESTMODEOP}

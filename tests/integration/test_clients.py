@@ -13,14 +13,10 @@ import tempfile
 import unittest
 
 from ftmboard import BoardTest, SLACK, error
-from ftmreports import FRESH_REPORTS
+from ftmreports import FRESH_REPORTS, pattern
 
 NOT_SUPPORTED = b"File Not Supported"
 TOO_BIG = b"file allocation size exceeded"
-
-
-def pattern(size):
-    return bytes((i * 13 + 5) % 256 for i in range(size))
 
 
 class ClientCases:

@@ -13,6 +13,7 @@ import time
 import unittest
 
 from ftmboard import SLACK, BoardTest, ack, error
+from ftmreports import report
 
 NAME = b"FTM_ModemInfo.xml"
 WRITE_FAILED = error(0, b"Write data failed")
@@ -41,12 +42,7 @@ def identity_xml(*elements):
 
 def report_text(**changes):
     """The report as the station receives it (from its first "<")."""
-    out = '<?xml version="1.0" encoding="UTF-8"?>\r\n  <MODEM_INFO>\r\n'
-    for name, value in DEFAULT_REPORT:
-        value = changes.get(name, value)
-        out += "    <%s>\r\n%s    </%s>\r\n" % (name, "      %s\r\n" % value if value else "",
-                                               name)
-    return (out + "  </MODEM_INFO>\r\n").encode("latin-1")
+    return report(("MODEM_INFO", [(n, changes.get(n, v)) for n, v in DEFAULT_REPORT]))
 
 
 def template(names):

@@ -10,7 +10,7 @@ import subprocess
 import time
 
 from ftmboard import SLACK, TIMESCALE, BoardTest, program
-from ftmreports import PROGRESS
+from ftmreports import PROGRESS, report
 
 MOBILE, ANTENNA = b"FTM_MobileInfo.xml", b"FTM_AntennaInfo.xml"
 FAILED_SIM = "SIM not inserted/Failed"
@@ -57,16 +57,12 @@ SCENARIOS = {
 
 
 def mobile_report(values):
-    out = '<?xml version="1.0" encoding="UTF-8"?>\r\n  <MOBILE_INFO>\r\n'
-    for name in ("CGMR", "IMEI", "MODEL", "SIM", "ANT", "LTE_4G_BROADBAND", "LTE_4G_RUNTIME"):
-        text = values.get(name, "NA")
-        out += "    <%s>\r\n%s    </%s>\r\n" % (name, "      %s\r\n" % text if text else "", name)
-    return (out + "  </MOBILE_INFO>\r\n").encode()
+    return report(("MOBILE_INFO", [(n, values.get(n, "NA")) for n in (
+        "CGMR", "IMEI", "MODEL", "SIM", "ANT", "LTE_4G_BROADBAND", "LTE_4G_RUNTIME")]))
 
 
 def antenna_report(ant):
-    return ('<?xml version="1.0" encoding="UTF-8"?>\r\n  <ANTENNA_INFO>\r\n    <ANT>\r\n%s'
-            '    </ANT>\r\n  </ANTENNA_INFO>\r\n' % ("      %s\r\n" % ant if ant else "")).encode()
+    return report(("ANTENNA_INFO", [("ANT", ant)]))
 
 
 class ModemTest(BoardTest):

@@ -11,7 +11,7 @@ import time
 import unittest
 
 from ftmboard import BoardTest, SLACK, ack, data, error
-from ftmreports import PROGRESS, TESTMODEOP
+from ftmreports import PROGRESS, TESTMODEOP, pattern
 
 NOT_SUPPORTED = error(0, b"File Not Supported")
 BAD_BLOCK = error(0, b"receive block error")
@@ -22,10 +22,6 @@ MODEM_INFO = b"FTM_ModemInfo.xml"
 def chunks(content):
     """The DATA payloads of a file: full blocks, then one shorter (maybe empty)."""
     return [content[i:i + 512] for i in range(0, len(content) + 1, 512)]
-
-
-def pattern(size, seed=0):
-    return bytes((i * 7 + seed) % 251 for i in range(size))
 
 
 class TransferTest(BoardTest):
