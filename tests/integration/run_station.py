@@ -26,13 +26,17 @@ def main(test_file):
             b.start()
         junit = os.path.join(out, "results.xml")
         addresses = ["127.0.0.1:%d" % b.port for b in boards]
-        cmd = [sys.executable, "-m", "pytest", "-p", "ftm_station.plugin", "-p", "no:cacheprovider",
+        # Only the plugins named here: an installed copy of ftm_station (or
+        # one built in the source tree) must not be loaded a second time.
+        cmd = [sys.executable, "-m", "pytest", "-p", "ftm_station.plugin", "-p", "xdist.plugin",
+               "-p", "no:cacheprovider",
                "-n", "2", "--dist", "loadgroup", "--junitxml", junit, "-q",
                "--ftmctl", " ".join(ftmboard.program("ftmctl")), "--ftm-timescale", str(ftmboard.TIMESCALE),
                "--ftm-log", out, test_file]
         for a in addresses:
             cmd += ["--ftm-board", a]
-        env = dict(os.environ, PYTHONPATH=os.path.abspath(STATION))
+        env = dict(os.environ, PYTHONPATH=os.path.abspath(STATION),
+                   PYTEST_DISABLE_PLUGIN_AUTOLOAD="1")
         done = subprocess.run(cmd, env=env)
         if done.returncode != 0:
             return "pytest failed with status %d" % done.returncode

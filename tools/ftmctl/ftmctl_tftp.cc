@@ -176,6 +176,15 @@ int FtmctlTftp::Receive(uint8_t* buffer, int size, double seconds) {
   }
 }
 
+bool FtmctlTftp::TakeRefusal(const uint8_t* packet, int n, FtmctlTransfer* result) {
+  char text[kTftpMaxMessage + 2];
+  result->errorCode = TftpErrorMessage(packet, n, text, sizeof text);
+  if (result->errorCode < 0) return false;
+  result->outcome = FtmctlOutcome::kRefused;
+  result->message = text;
+  return true;
+}
+
 bool FtmctlTftp::SecondAck(uint16_t block) {
   // The resend waits in the board's queue while the handler works; the
   // task takes it one pass after the verdict went out.
@@ -228,15 +237,7 @@ FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
       continue;
     }
     const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
-    if (opcode == TFTP_ERROR) {
-      char text[kTftpMaxMessage + 2];
-      result.errorCode = TftpErrorMessage(packet, n, text, sizeof text);
-      if (result.errorCode >= 0) {
-        result.outcome = FtmctlOutcome::kRefused;
-        result.message = text;
-        return result;
-      }
-    }
+    if (opcode == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
     if (opcode != TFTP_DATA || n < kTftpHeaderSize) continue;
     silentSince = Monotonic();
     const uint16_t block = TftpGet16(packet + 2);
@@ -322,15 +323,7 @@ FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& co
       continue;
     }
     const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
-    if (opcode == TFTP_ERROR) {
-      char text[kTftpMaxMessage + 2];
-      result.errorCode = TftpErrorMessage(packet, n, text, sizeof text);
-      if (result.errorCode >= 0) {
-        result.outcome = FtmctlOutcome::kRefused;
-        result.message = text;
-        return result;
-      }
-    }
+    if (opcode == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
     if (opcode != TFTP_ACK || n < kTftpHeaderSize) continue;
     silentSince = Monotonic();
     const uint16_t block = TftpGet16(packet + 2);

@@ -72,6 +72,9 @@ class FtmctlTftp {
   // Waits up to `seconds` for a datagram from the board's port. Returns its
   // length, 0 on time-out, -1 on a socket failure.
   int Receive(uint8_t* buffer, int size, double seconds);
+  // An ERROR packet that the board sent: *result becomes its refusal (true),
+  // or nothing changes for one too short to carry a message (false).
+  bool TakeRefusal(const uint8_t* packet, int n, FtmctlTransfer* result);
   // After an ACK of the resent last block: true when a second ACK of the
   // same block follows within a pass of the board's task (and some slack).
   bool SecondAck(uint16_t block);
