@@ -13,6 +13,18 @@ const char kGpioDevice[] = "/dev/gpioctrl";
 
 }  // namespace
 
+const GpioLed kGpioLeds[kGpioLedCount] = {
+    {"WPS_LED", GPIO_WPS_LED},
+    {"INTERNET_LED", GPIO_INTERNET_LED},
+    {"USB_LED", GPIO_USB_LED},
+    {"LAN_LED", GPIO_LAN_LED},
+    {"WAN_LED", GPIO_WAN_LED},
+    {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
+    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},
+    {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
+    {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED},
+};
+
 int GpioWriteIo(int point, int value) {
   std::printf("eUserIOPoint = %d\n", point);
   PlatformDevice device(kGpioDevice, O_RDWR);

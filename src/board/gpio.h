@@ -45,6 +45,15 @@ enum GpioPoint : int {
   GPIO_ALL_LEDS = 100,  // pseudo point, never sent in a write request
 };
 
+// The LEDs a station switches and reads back, by element name, in the
+// order the read-back reports them.
+struct GpioLed {
+  const char* element;
+  int point;
+};
+constexpr int kGpioLedCount = 9;
+extern const GpioLed kGpioLeds[kGpioLedCount];
+
 // Written to any point, this value leaves test mode instead of setting a level.
 constexpr int kGpioExitFtmValue = 99;
 

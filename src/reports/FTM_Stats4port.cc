@@ -64,6 +64,26 @@ void ReadRmon(const char* command, const char* file, char (&reading)[10]) {
   if (std::fgets(reading, sizeof reading, in.get()) == nullptr) reading[0] = '\0';
 }
 
+// The two counts of a port: from the SwitchStat row, or for port 5 from the
+// switch utility's RMON counters through a work file.
+struct Counter {
+  const char* element;
+  int column;
+  const char* rmonCommand;
+  const char* rmonFile;
+  FtmPortDirection direction;
+};
+const Counter kCounters[] = {
+    {"ETH_IN", kReceivedColumn,
+     "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
+     "/tmp/Recpkt",
+     "/tmp/Recpkt", kFtmPortReceived},
+    {"ETH_OUT", kTransmittedColumn,
+     "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
+     "/tmp/Transpkt",
+     "/tmp/Transpkt", kFtmPortTransmitted},
+};
+
 void FillCount(XmlNode* child, const char* reading, bool linkUp, int port,
                FtmPortDirection direction) {
   FtmUpdatePortCounter(reading, linkUp, port, direction);
@@ -85,28 +105,17 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
     } else if (std::strcmp(name, "ETH_DISCARD_IN") == 0 ||
                std::strcmp(name, "ETH_DISCARD_OUT") == 0) {
       XmlSetText(*child, "Not Support");
-    } else if (std::strcmp(name, "ETH_IN") == 0) {
-      if (port != kRmonPort) {
-        FillCount(*child, table.Cell(port, kReceivedColumn), linkUp, port, kFtmPortReceived);
-        continue;
+    } else {
+      for (const Counter& counter : kCounters) {
+        if (std::strcmp(name, counter.element) != 0) continue;
+        if (port != kRmonPort) {
+          FillCount(*child, table.Cell(port, counter.column), linkUp, port, counter.direction);
+          break;
+        }
+        char reading[10];
+        ReadRmon(counter.rmonCommand, counter.rmonFile, reading);
+        FillCount(*child, reading, linkUp, port, counter.direction);
       }
-      char reading[10];
-      ReadRmon(
-          "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-          "/tmp/Recpkt",
-          "/tmp/Recpkt", reading);
-      FillCount(*child, reading, linkUp, port, kFtmPortReceived);
-    } else if (std::strcmp(name, "ETH_OUT") == 0) {
-      if (port != kRmonPort) {
-        FillCount(*child, table.Cell(port, kTransmittedColumn), linkUp, port, kFtmPortTransmitted);
-        continue;
-      }
-      char reading[10];
-      ReadRmon(
-          "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-          "/tmp/Transpkt",
-          "/tmp/Transpkt", reading);
-      FillCount(*child, reading, linkUp, port, kFtmPortTransmitted);
     }
   }
 }

@@ -22,22 +22,6 @@ const char kScsiFile[] = "/proc/scsi/scsi";
 // A line of "/proc/scsi/scsi" as read: at most 127 characters.
 constexpr int kLineSize = 128;
 
-struct LedItem {
-  const char* element;
-  int point;
-};
-const LedItem kLeds[] = {
-    {"WPS_LED", GPIO_WPS_LED},
-    {"INTERNET_LED", GPIO_INTERNET_LED},
-    {"USB_LED", GPIO_USB_LED},
-    {"LAN_LED", GPIO_LAN_LED},
-    {"WAN_LED", GPIO_WAN_LED},
-    {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
-    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},
-    {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
-    {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED},
-};
-
 void Write(XmlNode* doc, const char* a, const char* b, const char* text) {
   if (XmlNode* node = XmlFindPath(doc, "TEST_CONFIG", a, b)) XmlSetText(node, text);
 }
@@ -164,7 +148,7 @@ const char* FTM_GetTestModeCfgXml() {
     ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
     return nullptr;
   }
-  for (const LedItem& led : kLeds) {
+  for (const GpioLed& led : kGpioLeds) {
     Write(doc, "LED", led.element, GpioReadIo(led.point) != 0 ? "ON" : "OFF");
   }
   ResetSwitch(doc);

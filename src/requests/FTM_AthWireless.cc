@@ -100,6 +100,18 @@ class WifiSocket {
     return rc;
   }
 
+  // A text the driver reports, into `text` (room for `length` bytes and a
+  // terminator), cleared first: a failed request leaves it empty. 0 or -1.
+  int GetText(unsigned long code, const char* name, char* text, size_t length) {
+    std::memset(text, 0, length + 1);
+    if (Wireless(code, name, text, length, 0) != 0) {
+      text[0] = '\0';
+      return -1;
+    }
+    text[length] = '\0';
+    return 0;
+  }
+
   int SetFrequency(const char* name, int mantissa) {
     struct iwreq request;
     std::memset(&request, 0, sizeof request);
@@ -246,11 +258,7 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
   std::snprintf(item, sizeof item, "SSID_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
     char ssid[kSsidReadLength + 1];
-    std::memset(ssid, 0, sizeof ssid);
-    if (wifi.Wireless(kFtmSiocGiwEssid, radio.interface, ssid, kSsidReadLength, 0) != 0) {
-      ok = false;
-      ssid[0] = '\0';
-    }
+    if (wifi.GetText(kFtmSiocGiwEssid, radio.interface, ssid, kSsidReadLength) != 0) ok = false;
     XmlSetText(node, ssid);
   }
 
@@ -273,11 +281,7 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
   std::snprintf(item, sizeof item, "MODE_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
     char mode[kModeLength + 1];
-    std::memset(mode, 0, sizeof mode);
-    if (wifi.Wireless(kFtmSiocIwGetMode, radio.interface, mode, kModeLength, 0) != 0) {
-      ok = false;
-      mode[0] = '\0';
-    }
+    if (wifi.GetText(kFtmSiocIwGetMode, radio.interface, mode, kModeLength) != 0) ok = false;
     KeepAlnum(mode);
     std::printf("Mode is %s\n", mode);
     XmlSetText(node, mode);
@@ -286,12 +290,7 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
   std::snprintf(item, sizeof item, "DOMAIN_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
     char country[kCountryLength + 1];
-    std::memset(country, 0, sizeof country);
-    if (wifi.Wireless(kFtmSiocIwGetCountry, radio.device, country, kCountryLength, 0) != 0) {
-      ok = false;
-      country[0] = '\0';
-    }
-    country[kCountryLength] = '\0';
+    if (wifi.GetText(kFtmSiocIwGetCountry, radio.device, country, kCountryLength) != 0) ok = false;
     KeepAlnum(country);
     std::printf(index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n", country);
     XmlSetText(node, country);

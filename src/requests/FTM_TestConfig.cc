@@ -28,22 +28,6 @@ constexpr size_t kMacSize = 18;
 // "0." + VPI + "." + VCI: what the delete script is given.
 constexpr size_t kCircuitSize = 48;
 
-struct LedPoint {
-  const char* name;
-  int point;
-};
-const LedPoint kLedPoints[] = {
-    {"MOBILE_3G_LED", GPIO_MOBILE_3G_LED},
-    {"MOBILE_4G_LED", GPIO_MOBILE_4G_LED},
-    {"WIFI_5G_LED", GPIO_WIFI_5G_LED},
-    {"WIFI_24G_LED", GPIO_WIFI_24G_LED},
-    {"WAN_LED", GPIO_WAN_LED},
-    {"LAN_LED", GPIO_LAN_LED},
-    {"INTERNET_LED", GPIO_INTERNET_LED},
-    {"USB_LED", GPIO_USB_LED},
-    {"WPS_LED", GPIO_WPS_LED},
-};
-
 bool Is(const char* a, const char* b) {
   return a != nullptr && std::strcmp(a, b) == 0;
 }
@@ -125,15 +109,15 @@ int FtmLedConfig(XmlNode* element, int32_t* flag) {
         return -1;
       }
     } else {
-      const LedPoint* led = nullptr;
-      for (const LedPoint& p : kLedPoints) {
-        if (Is(child->name, p.name)) led = &p;
+      const GpioLed* led = nullptr;
+      for (const GpioLed& l : kGpioLeds) {
+        if (Is(child->name, l.element)) led = &l;
       }
       if (led == nullptr) {
         ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
         return -1;
       }
-      if (BoardCapability(led->name) == 0) return Refuse(kFtmMsgWriteTestConfigFailed, flag);
+      if (BoardCapability(led->element) == 0) return Refuse(kFtmMsgWriteTestConfigFailed, flag);
       int value = OnOff(child->text);
       if (value < 0) return Refuse(kFtmMsgTestNotSupported, flag);
       *flag = GpioWriteIo(led->point, value);

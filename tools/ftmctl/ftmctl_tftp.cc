@@ -176,6 +176,22 @@ int FtmctlTftp::Receive(uint8_t* buffer, int size, double seconds) {
   }
 }
 
+int FtmctlTftp::Await(uint8_t* packet, int size, double silentSince, double resendAfter,
+                      const std::string& name, FtmctlTransfer* result) {
+  double wait = silentSince + timing_.silence - Monotonic();
+  if (resendAfter >= 0) wait = std::min(wait, silentSince + resendAfter - Monotonic());
+  const int n = Receive(packet, size, wait);
+  if (n < 0) {
+    result->message = std::string("receive failed: ") + std::strerror(errno);
+    return -1;
+  }
+  if (n == 0 && Monotonic() - silentSince >= timing_.silence) {
+    result->message = "no answer from the board for " + name;
+    return -1;
+  }
+  return n;
+}
+
 bool FtmctlTftp::TakeRefusal(const uint8_t* packet, int n, FtmctlTransfer* result) {
   char text[kTftpMaxMessage + 2];
   result->errorCode = TftpErrorMessage(packet, n, text, sizeof text);
@@ -219,19 +235,11 @@ FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
   for (;;) {
     // Only the request is resent on a timer: the board resends DATA by
     // itself, and a repeated ACK would spend its one resend of the block.
-    double wait = silentSince + timing_.silence - Monotonic();
     const bool mayResend = expected == 1 && !requestResent;
-    if (mayResend) wait = std::min(wait, silentSince + timing_.resend - Monotonic());
-    const int n = Receive(packet, sizeof packet, wait);
-    if (n < 0) {
-      result.message = std::string("receive failed: ") + std::strerror(errno);
-      return result;
-    }
+    const int n =
+        Await(packet, sizeof packet, silentSince, mayResend ? timing_.resend : -1, name, &result);
+    if (n < 0) return result;
     if (n == 0) {
-      if (Monotonic() - silentSince >= timing_.silence) {
-        result.message = "no answer from the board for " + name;
-        return result;
-      }
       requestResent = true;
       Send(request, requestLength, " (again)");
       continue;
@@ -299,21 +307,10 @@ FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& co
   double silentSince = Monotonic();
   for (;;) {
     const bool last = sent == blocks;
-    double wait = silentSince + timing_.silence - Monotonic();
-    if (!resent) {
-      wait =
-          std::min(wait, silentSince + (last ? timing_.lastResend : timing_.resend) - Monotonic());
-    }
-    const int n = Receive(packet, sizeof packet, wait);
-    if (n < 0) {
-      result.message = std::string("receive failed: ") + std::strerror(errno);
-      return result;
-    }
+    const double resendAfter = resent ? -1 : last ? timing_.lastResend : timing_.resend;
+    const int n = Await(packet, sizeof packet, silentSince, resendAfter, name, &result);
+    if (n < 0) return result;
     if (n == 0) {
-      if (Monotonic() - silentSince >= timing_.silence) {
-        result.message = "no answer from the board for " + name;
-        return result;
-      }
       resent = true;
       if (sent == 0) {
         Send(request, requestLength, " (again)");

@@ -72,6 +72,12 @@ class FtmctlTftp {
   // Waits up to `seconds` for a datagram from the board's port. Returns its
   // length, 0 on time-out, -1 on a socket failure.
   int Receive(uint8_t* buffer, int size, double seconds);
+  // Waits for the board's next datagram after `silentSince`: its length; 0
+  // when `resendAfter` seconds (negative: none) have passed without one and
+  // the caller is to resend; -1 when the exchange is over (no answer within
+  // the silence, or a socket failure), with *result saying why.
+  int Await(uint8_t* packet, int size, double silentSince, double resendAfter,
+            const std::string& name, FtmctlTransfer* result);
   // An ERROR packet that the board sent: *result becomes its refusal (true),
   // or nothing changes for one too short to carry a message (false).
   bool TakeRefusal(const uint8_t* packet, int n, FtmctlTransfer* result);
