@@ -3,13 +3,15 @@
 # compilers (host, clang for the fuzzers, big-endian MIPS), qemu for the MIPS
 # tests, GoogleTest sources, and the real TFTP clients and reference server
 # the tests and benchmarks talk to, the JSON library of ftmctl and pytest for
-# the station plugin. Installs only what is missing.
+# the station plugin, and shellcheck for the board's start-up scripts.
+# Installs only what is missing.
 set -eu
 
 packages="cmake ninja-build g++ clang libclang-rt-14-dev clang-format
   g++-mips-linux-gnu qemu-user googletest python3 iproute2 util-linux
   curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu
-  libsimpleini-dev nlohmann-json3-dev python3-pytest python3-pytest-xdist"
+  libsimpleini-dev nlohmann-json3-dev python3-pytest python3-pytest-xdist
+  shellcheck"
 
 missing=""
 for p in $packages; do

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds every configuration the tests need and runs the whole suite:
-# formatting, the host build, ASan+UBSan, TSan, big-endian MIPS under qemu,
-# the board build's link check and a short fuzzing run.
+# formatting, the board builds' checks (link, install tree, footprint, C
+# library imports), the host build, ASan+UBSan, TSan, big-endian MIPS under
+# qemu and a short fuzzing run.
 #
 #   scripts/test-all.sh            everything
 #   FTM_PRESETS="host" scripts/test-all.sh   only some test builds
@@ -18,10 +19,16 @@ echo "== formatting"
 files=$(git ls-files '*.cc' '*.h')
 clang-format --dry-run -Werror $files
 
-echo "== board build (linux backend, big-endian MIPS): build and link check"
-cmake --preset board >/dev/null
-cmake --build build/board
-scripts/check-board-link.sh build/board/bin/ftmd
+# Both choices of the C++ runtime; neither is ever run here.
+echo "== board builds (linux backend, big-endian MIPS): link, install tree, footprint, C library imports"
+for preset in board board-static; do
+  cmake --preset "$preset" >/dev/null
+  cmake --build "build/$preset"
+  scripts/check-board-link.sh "build/$preset/bin/ftmd"
+  scripts/check-board-install.sh "build/$preset"
+done
+scripts/check-board-footprint.sh build/board/bin/ftmd build/board-static/bin/ftmd
+scripts/check-board-imports.sh build/board/bin/ftmd build/board-static/bin/ftmd
 
 passed=0
 failed=0

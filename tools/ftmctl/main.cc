@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "ftm_version.h"
 #include "ftmctl_requests.h"
 #include "ftmctl_tftp.h"
 #include "tftp/tftp_wire.h"
@@ -66,6 +67,7 @@ constexpr char kUsageOptions[] =
     "  --json               print the result (and reports) as JSON\n"
     "  --log DIR            append every exchange to DIR/<serial number>.log\n"
     "  --dry-run            print the document that would be sent, send nothing\n"
+    "  --version            print ftmctl's version and stop\n"
     "Exit status: 0 accepted, 1 refused by the board, 2 no answer, 3 bad arguments.\n";
 
 struct Options {
@@ -607,6 +609,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
       std::printf("%s%s%s", kUsage, FtmctlSettingKeys(), kUsageOptions);
+      return kAccepted;
+    }
+    if (std::strcmp(argv[i], "--version") == 0) {
+      std::printf("ftmctl %s\n", FTM_VERSION);
       return kAccepted;
     }
   }

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "ftm_version.h"
 #include "xml/xml_doc.h"
 #include "xml/xml_write.h"
 
@@ -25,6 +26,7 @@ void Usage(FILE* out) {
   std::fputs(
       "usage: ftmxml FILE|-\n"
       "       ftmxml --serialize FILE|-\n"
+      "       ftmxml --version\n"
       "Parses FILE (- for standard input) as the daemon does. Without options,\n"
       "prints the tree the daemon builds; with --serialize, writes to standard\n"
       "output exactly the text the daemon would write for it.\n",
@@ -144,6 +146,10 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
       Usage(stdout);
+      return 0;
+    }
+    if (std::strcmp(argv[i], "--version") == 0) {
+      std::printf("ftmxml %s\n", FTM_VERSION);
       return 0;
     }
     if (std::strcmp(argv[i], "--serialize") == 0 && !serialize) {
