@@ -1,8 +1,11 @@
 // ftmsim: makes and runs simulated boards.
 //
-//   ftmsim init DIR   make a new board in DIR (absent or empty)
-//   ftmsim run DIR    start the modem simulator and ftmd on the board in
-//                     DIR, in the foreground; ends with ftmd's status
+//   ftmsim init DIR              make a new board in DIR (absent or empty)
+//   ftmsim init --distinct DIR   the same board with data that tell every
+//                                source apart (see DistinctTables)
+//   ftmsim run DIR               start the modem simulator and ftmd on the
+//                                board in DIR, in the foreground; ends with
+//                                ftmd's status
 //
 // The board's files are described in docs/simulator.md.
 #include <signal.h>
@@ -10,12 +13,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
+
+#include "cfg_tsv.h"
 
 namespace {
 
@@ -26,6 +33,12 @@ struct BoardFile {
 
 const BoardFile kBoardFiles[] = {
 #include "sim_board_files.inc"
+};
+
+// The distinct board's own GPIO inputs, wireless state, USB device, switch
+// ports, boot delay and version, written over the fresh board's.
+const BoardFile kDistinctFiles[] = {
+#include "sim_distinct_files.inc"
 };
 
 // Directories every board has, whether or not the template puts a file there.
@@ -39,8 +52,9 @@ const char* const kDevices[] = {"root/dev/gpioctrl", "root/dev/flshmgmt", "root/
 
 int Usage() {
   std::fprintf(stderr,
-               "usage: ftmsim init DIR   make a new simulated board in DIR\n"
-               "       ftmsim run DIR    start the modem simulator and ftmd on the board in DIR\n");
+               "usage: ftmsim init [--distinct] DIR   make a new simulated board in DIR\n"
+               "       ftmsim run DIR                 start the modem simulator and ftmd on the "
+               "board in DIR\n");
   return 2;
 }
 
@@ -68,6 +82,87 @@ bool IsEmptyOrAbsent(const std::string& dir) {
   if (::stat(dir.c_str(), &st) != 0) return errno == ENOENT;
   if (!S_ISDIR(st.st_mode)) return false;
   return ::rmdir(dir.c_str()) == 0 || errno == ENOENT;  // empty when rmdir works
+}
+
+bool IsDecimal(const std::string& text) {
+  size_t i = !text.empty() && text[0] == '-' ? 1 : 0;
+  if (i == text.size()) return false;
+  for (; i < text.size(); ++i) {
+    if (text[i] < '0' || text[i] > '9') return false;
+  }
+  return true;
+}
+
+// Columns that name things the daemon looks up (interfaces, logical names,
+// the link state, the circuit's interface): the distinct board keeps them,
+// so that every look-up still finds its row.
+bool KeptColumn(const std::string& table, const std::string& column) {
+  static const char* const kKept[][2] = {{"NetDev", "Interface"},
+                                         {"ProductInterfaces", "LogicalName"},
+                                         {"ProductInterfaces", "IfName"},
+                                         {"SwitchStat", "Link"},
+                                         {"VccStat", "Interface"}};
+  for (const auto& kept : kKept) {
+    if (table == kept[0] && column == kept[1]) return true;
+  }
+  return false;
+}
+
+// The store of the distinct board: every cell holds a value found nowhere
+// else on the board, derived from the table's place among the tables (t,
+// counted from 0 in name order), the data row (r) and the column (c):
+//   a cell whose default is a decimal number: (t+1)*10000 + r*100 + c,
+//     still a number (line rates, packet counts, circuits, flags);
+//   the MAC address: 02:5e:a3:tt:rr:cc, still a MAC address;
+//   any other cell: "Table.r.c", so a report shows where a value came from.
+// Key columns keep their text. The defaults are the same tables, so that a
+// configuration reset gives them back.
+bool DistinctTables(const std::string& dir) {
+  std::vector<std::string> names;
+  for (const BoardFile& file : kBoardFiles) {
+    std::string path = file.path;
+    if (path.compare(0, 13, "cfg/defaults/") == 0) names.push_back(path.substr(13));
+  }
+  std::sort(names.begin(), names.end());
+  for (size_t t = 0; t < names.size(); ++t) {
+    std::string table = names[t].substr(0, names[t].size() - 4);
+    std::string text;
+    FILE* f = std::fopen((dir + "/cfg/" + names[t]).c_str(), "rb");
+    if (f == nullptr) return false;
+    char buf[4096];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) text.append(buf, n);
+    std::fclose(f);
+    CfgTsvTable tsv;
+    if (!CfgTsvParse(text, &tsv)) return false;
+    for (size_t r = 0; r < tsv.rows.size(); ++r) {
+      for (size_t c = 0; c < tsv.columns.size(); ++c) {
+        std::string& cell = tsv.rows[r][c];
+        if (KeptColumn(table, tsv.columns[c])) continue;
+        if (table == "ProductionData" && tsv.columns[c] == "MacAddr") {
+          char mac[32];
+          std::snprintf(mac, sizeof mac, "02:5e:a3:%02u:%02u:%02u", unsigned(t % 100),
+                        unsigned(r % 100), unsigned(c % 100));
+          cell = mac;
+        } else if (IsDecimal(cell)) {
+          cell = std::to_string((t + 1) * 10000 + r * 100 + c);
+        } else {
+          cell = table + "." + std::to_string(r) + "." + std::to_string(c);
+        }
+      }
+    }
+    text = CfgTsvFormat(tsv);
+    for (const char* sub : {"/cfg/", "/cfg/defaults/"}) {
+      if (!WriteFile(dir + sub + names[t], text.c_str(), 0644)) return false;
+    }
+  }
+  for (const BoardFile& file : kDistinctFiles) {
+    std::string path = dir + "/" + file.path;
+    if (!MakeDirs(path.substr(0, path.rfind('/'))) || !WriteFile(path, file.text, 0644)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 int Init(const std::string& dir) {
@@ -219,8 +314,16 @@ int Run(const std::string& dir, const char* self) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::string command = argc > 1 ? argv[1] : "";
+  if (command == "init" && argc == 4 && std::strcmp(argv[2], "--distinct") == 0) {
+    int rc = Init(argv[3]);
+    if (rc == 0 && !DistinctTables(argv[3])) {
+      std::fprintf(stderr, "ftmsim: cannot write the distinct data of %s\n", argv[3]);
+      return 1;
+    }
+    return rc;
+  }
   if (argc != 3) return Usage();
-  std::string command = argv[1];
   if (command == "init") return Init(argv[2]);
   if (command == "run") return Run(argv[2], argv[0]);
   return Usage();

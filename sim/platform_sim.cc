@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -86,6 +87,67 @@ int TermioIoctl(int fd, unsigned long request, void* arg, double timescale) {
   return ::tcsetattr(fd, TCSANOW, &tios);
 }
 
+struct FlagName {
+  unsigned bits;
+  const char* name;
+};
+
+// The names of the set flags among `names`, joined by "|"; bits no name
+// covers in hexadecimal; "0" for none.
+template <size_t N>
+std::string FlagNames(unsigned value, const FlagName (&names)[N]) {
+  std::string out;
+  for (const FlagName& flag : names) {
+    if ((value & flag.bits) != flag.bits || flag.bits == 0) continue;
+    out += (out.empty() ? "" : "|") + std::string(flag.name);
+    value &= ~flag.bits;
+  }
+  if (value != 0) {
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "0x%x", value);
+    out += (out.empty() ? "" : "|") + std::string(hex);
+  }
+  return out.empty() ? "0" : out;
+}
+
+const FlagName kInputFlags[] = {{IGNBRK, "IGNBRK"},  {BRKINT, "BRKINT"}, {IGNPAR, "IGNPAR"},
+                                {PARMRK, "PARMRK"},  {INPCK, "INPCK"},   {ISTRIP, "ISTRIP"},
+                                {INLCR, "INLCR"},    {IGNCR, "IGNCR"},   {ICRNL, "ICRNL"},
+                                {IXON, "IXON"},      {IXANY, "IXANY"},   {IXOFF, "IXOFF"},
+                                {IMAXBEL, "IMAXBEL"}};
+const FlagName kOutputFlags[] = {
+    {OPOST, "OPOST"}, {ONLCR, "ONLCR"}, {OCRNL, "OCRNL"}, {ONOCR, "ONOCR"}, {ONLRET, "ONLRET"}};
+const FlagName kControlFlags[] = {{CSTOPB, "CSTOPB"}, {CREAD, "CREAD"}, {PARENB, "PARENB"},
+                                  {PARODD, "PARODD"}, {HUPCL, "HUPCL"}, {CLOCAL, "CLOCAL"}};
+const FlagName kLocalFlags[] = {{ISIG, "ISIG"},     {ICANON, "ICANON"}, {ECHO, "ECHO"},
+                                {ECHOE, "ECHOE"},   {ECHOK, "ECHOK"},   {ECHONL, "ECHONL"},
+                                {NOFLSH, "NOFLSH"}, {TOSTOP, "TOSTOP"}, {IEXTEN, "IEXTEN"}};
+// Speed and character size are fields of the control modes, each named whole.
+const FlagName kSpeeds[] = {{B9600, "B9600"},   {B19200, "B19200"},   {B38400, "B38400"},
+                            {B57600, "B57600"}, {B115200, "B115200"}, {B230400, "B230400"}};
+const FlagName kSizes[] = {{CS5, "CS5"}, {CS6, "CS6"}, {CS7, "CS7"}, {CS8, "CS8"}};
+
+template <size_t N>
+std::string FieldName(unsigned value, const FlagName (&names)[N]) {
+  for (const FlagName& field : names) {
+    if (field.bits == value) return field.name;
+  }
+  char hex[16];
+  std::snprintf(hex, sizeof hex, "0x%x", value);
+  return hex;
+}
+
+// The settings a TCSETA hands the serial driver, as one events.log line.
+std::string TermioLine(const std::string& path, const struct termio& t) {
+  unsigned control = t.c_cflag;
+  return "tty " + path + " TCSETA speed " + FieldName(control & CBAUD, kSpeeds) + " size " +
+         FieldName(control & CSIZE, kSizes) + " cflag " +
+         FlagNames(control & ~(CBAUD | CSIZE), kControlFlags) + " iflag " +
+         FlagNames(t.c_iflag, kInputFlags) + " oflag " + FlagNames(t.c_oflag, kOutputFlags) +
+         " lflag " + FlagNames(t.c_lflag, kLocalFlags) + " vmin " + std::to_string(t.c_cc[VMIN]) +
+         " vtime " + std::to_string(t.c_cc[VTIME]);
+}
+
 class SimPlatform final : public Platform {
  public:
   int Open(const char* path, int flags) override {
@@ -93,9 +155,10 @@ class SimPlatform final : public Platform {
     SimDevice* device = SimDeviceFor(path);
     int fd = ::open(SimRootPath(path).c_str(), flags | O_CLOEXEC);
     if (fd < 0) return -1;
-    if (device != nullptr) {
+    {
       std::lock_guard<std::mutex> lock(mutex_);
-      devices_[fd] = device;
+      if (device != nullptr) devices_[fd] = device;
+      paths_[fd] = path;
     }
     if (device != nullptr) device->Opened();
     return fd;
@@ -118,6 +181,7 @@ class SimPlatform final : public Platform {
     {
       std::lock_guard<std::mutex> lock(mutex_);
       devices_.erase(fd);
+      paths_.erase(fd);
     }
     return ::close(fd);
   }
@@ -205,13 +269,24 @@ class SimPlatform final : public Platform {
     if (request == TCGETA || request == TCSETA) {
       const char* name = request == TCGETA ? "TCGETA" : "TCSETA";
       if (SimFaultActive(std::string("ioctl ") + name)) return SimFail(EIO);
-      return TermioIoctl(fd, request, arg, SimTimescale());
+      int rc = TermioIoctl(fd, request, arg, SimTimescale());
+      if (rc == 0 && request == TCSETA) {
+        std::string path;
+        {
+          std::lock_guard<std::mutex> lock(mutex_);
+          auto it = paths_.find(fd);
+          if (it != paths_.end()) path = it->second;
+        }
+        SimEvent(TermioLine(path, *static_cast<const struct termio*>(arg)));
+      }
+      return rc;
     }
     return ::ioctl(fd, request, arg);
   }
 
   std::mutex mutex_;
   std::map<int, SimDevice*> devices_;
+  std::map<int, std::string> paths_;  // the board path each descriptor was opened with
 };
 
 }  // namespace

@@ -7,11 +7,20 @@
 #include <cstring>
 #include <string>
 
-#include "board/flash.h"
 #include "sim_board.h"
 #include "sim_device.h"
 
 namespace {
+
+// The driver's requests, as the driver defines them (see sim_gpio.cc).
+enum : unsigned long {
+  FLSHMGMT_RESTART = 7,
+  FLSHMGMT_BOOT_NORMAL = 30,
+  FLSHMGMT_BOOT_SAFE = 31,
+  FLSHMGMT_GET_FTMSOFTWAREVERSION = 40,
+};
+// The caller's version buffer.
+constexpr size_t kVersionSize = 32;
 
 class FlashDevice final : public SimDevice {
  public:
@@ -47,7 +56,7 @@ class FlashDevice final : public SimDevice {
         if (!SimReadFile(SimDir() + "/flash/ftm_version", &text)) return SimFail(EIO);
         text = text.substr(0, text.find('\n'));
         // The driver fills the caller's 32 bytes: at most 31 characters.
-        text.resize(std::min(text.size(), kFtmSoftwareVersionSize - 1));
+        text.resize(std::min(text.size(), kVersionSize - 1));
         std::memcpy(arg, text.c_str(), text.size() + 1);
         return 0;
       }

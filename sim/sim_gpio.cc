@@ -1,14 +1,34 @@
 // The GPIO control driver: point values live in gpio/<point> (decimal; a
 // missing file reads as 0), and every effect is logged as a "gpio" event.
+//
+// The driver's interface (request numbers, argument record, LED points) is
+// written here as the driver defines it, not taken from the daemon's
+// headers: a daemon that gets a number wrong then talks to the driver as the
+// board's would, and the board's files show it.
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
-#include "board/gpio.h"
 #include "sim_board.h"
 #include "sim_device.h"
 
 namespace {
+
+// The point requests' argument: two 32-bit words in the board's byte order.
+struct IoRecord {
+  int32_t point;
+  int32_t value;
+};
+
+enum : unsigned long {
+  GPIOCTRL_READIO = 4,
+  GPIOCTRL_WRITEIO = 5,
+  GPIOCTRL_ENTERFTM = 6,
+  GPIOCTRL_EXITFTM = 7,
+  GPIOCTRL_ALLLEDS_OFF = 11,
+  GPIOCTRL_ALLLEDS_ON = 12,
+};
 
 // The LED points that the all-LEDs commands switch together.
 const int kLedPoints[] = {5, 8, 12, 14, 42, 50, 51, 70, 72};
@@ -49,17 +69,21 @@ class GpioDevice final : public SimDevice {
   }
 
   int Ioctl(unsigned long request, void* arg) override {
-    auto* record = static_cast<GpioIoRecord*>(arg);
+    auto* record = static_cast<IoRecord*>(arg);
     switch (request) {
       case GPIOCTRL_READIO:
         if (record == nullptr) return SimFail(EFAULT);
-        record->value = ReadPoint(record->eUserIOPoint);
+        record->value = ReadPoint(record->point);
         return 0;
       case GPIOCTRL_WRITEIO:
         if (record == nullptr) return SimFail(EFAULT);
-        if (record->eUserIOPoint < 0 || record->eUserIOPoint > 255) return SimFail(EINVAL);
-        WritePoint(record->eUserIOPoint, record->value);
-        SimEvent("gpio write " + std::to_string(record->eUserIOPoint) + " " +
+        if (record->point < 0 || record->point > 255) return SimFail(EINVAL);
+        // A driver that refuses one point: "ioctl GPIOCTRL_WRITEIO <point>".
+        if (SimFaultActive("ioctl GPIOCTRL_WRITEIO " + std::to_string(record->point))) {
+          return SimFail(EIO);
+        }
+        WritePoint(record->point, record->value);
+        SimEvent("gpio write " + std::to_string(record->point) + " " +
                  std::to_string(record->value));
         return 0;
       case GPIOCTRL_ENTERFTM:

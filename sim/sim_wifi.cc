@@ -2,7 +2,12 @@
 // Platform::Socket makes: interfaces ath0 and ath4, radio devices wifi0 and
 // wifi1. Each one's state is a directory of one-line files under wifi/
 // (up, essid, freq, mode; country for the radio devices) that tests set and
-// read; every change is logged as a "wifi" event.
+// read; every change is logged as a "wifi" event, and every request, with
+// the arguments a driver checks, as a "wifi <name> ioctl" event before it.
+//
+// The request numbers are the kernel's and the driver's own (the private
+// ones counted from SIOCIWFIRSTPRIV), never the daemon's: a daemon that
+// sends the wrong number is refused here as on the board.
 #include <net/if.h>
 #include <sys/ioctl.h>
 // After net/if.h, whose interface request this header then uses.
@@ -13,11 +18,16 @@
 #include <cstring>
 #include <string>
 
-#include "requests/FTM_AthWireless.h"
 #include "sim_board.h"
 #include "sim_device.h"
 
 namespace {
+
+// The driver's private requests.
+constexpr unsigned long kSetCountry = SIOCIWFIRSTPRIV + 2;
+constexpr unsigned long kGetCountry = SIOCIWFIRSTPRIV + 3;
+constexpr unsigned long kGetMode = SIOCIWFIRSTPRIV + 17;
+constexpr unsigned long kSetMode = SIOCIWFIRSTPRIV + 18;
 
 bool IsInterface(const std::string& name) {
   return name == "ath0" || name == "ath4";
@@ -71,59 +81,99 @@ int AnswerText(iwreq* request, const std::string& value) {
 }
 
 class WifiDevice final : public SimDevice {
+ private:
+  // "wifi <name> ioctl <request>" and the arguments the driver was handed.
+  void Logged(const std::string& name, unsigned long request, const std::string& args) const {
+    SimEvent("wifi " + name + " ioctl " + RequestName(request) + (args.empty() ? "" : " ") + args);
+  }
+
  public:
   const char* RequestName(unsigned long request) const override {
-    return FtmWifiRequestName(request);
+    switch (request) {
+      case SIOCSIFFLAGS:
+        return "SIOCSIFFLAGS";
+      case SIOCSIWFREQ:
+        return "SIOCSIWFREQ";
+      case SIOCGIWFREQ:
+        return "SIOCGIWFREQ";
+      case SIOCSIWESSID:
+        return "SIOCSIWESSID";
+      case SIOCGIWESSID:
+        return "SIOCGIWESSID";
+      case kSetCountry:
+        return "SIOCIWSETCOUNTRY";
+      case kGetCountry:
+        return "SIOCIWGETCOUNTRY";
+      case kGetMode:
+        return "SIOCIWGETMODE";
+      case kSetMode:
+        return "SIOCIWSETMODE";
+      default:
+        return nullptr;
+    }
   }
 
   int Ioctl(unsigned long request, void* arg) override {
     if (arg == nullptr) return SimFail(EFAULT);
-    if (request == kFtmSiocSifFlags) {
+    if (request == SIOCSIFFLAGS) {
       auto* flags = static_cast<ifreq*>(arg);
       std::string name(flags->ifr_name, strnlen(flags->ifr_name, IFNAMSIZ));
       if (!IsInterface(name)) return SimFail(ENODEV);
       bool up = (flags->ifr_flags & IFF_UP) != 0;
+      Logged(name, request, "flags " + std::to_string(flags->ifr_flags));
       WriteState(name, "up", up ? "1" : "0");
       SimEvent("wifi " + name + (up ? " up" : " down"));
       return 0;
     }
     auto* wireless = static_cast<iwreq*>(arg);
     std::string name(wireless->ifr_ifrn.ifrn_name, strnlen(wireless->ifr_ifrn.ifrn_name, IFNAMSIZ));
-    bool country = request == kFtmSiocIwSetCountry || request == kFtmSiocIwGetCountry;
+    bool country = request == kSetCountry || request == kGetCountry;
+    if (RequestName(request) == nullptr) return SimFail(EOPNOTSUPP);
     if (country ? !IsRadioDevice(name) : !IsInterface(name)) return SimFail(ENODEV);
+    if (request == SIOCSIWFREQ) {
+      Logged(
+          name, request,
+          "m " + std::to_string(wireless->u.freq.m) + " e " + std::to_string(wireless->u.freq.e));
+    } else if (request == SIOCGIWFREQ) {
+      Logged(name, request, "");
+    } else {
+      Logged(name, request,
+             "length " + std::to_string(wireless->u.data.length) + " flags " +
+                 std::to_string(wireless->u.data.flags));
+    }
     std::string text;
     switch (request) {
-      case kFtmSiocSiwFreq: {
+      case SIOCSIWFREQ: {
         long m = wireless->u.freq.m;
         WriteState(name, "freq", std::to_string(ReportedFrequency(m, wireless->u.freq.e)));
         SimEvent("wifi " + name + " freq " + std::to_string(m));
         return 0;
       }
-      case kFtmSiocGiwFreq:
+      case SIOCGIWFREQ:
         wireless->u.freq.m =
             static_cast<int32_t>(std::strtol(ReadState(name, "freq").c_str(), nullptr, 10));
         wireless->u.freq.e = 1;
         return 0;
-      case kFtmSiocSiwEssid:
+      case SIOCSIWESSID:
         if (!RequestText(wireless, IW_ESSID_MAX_SIZE + 1, &text)) return SimFail(E2BIG);
         WriteState(name, "essid", text);
         SimEvent("wifi " + name + " essid " + text);
         return 0;
-      case kFtmSiocGiwEssid:
+      case SIOCGIWESSID:
         return AnswerText(wireless, ReadState(name, "essid").substr(0, IW_ESSID_MAX_SIZE));
-      case kFtmSiocIwSetMode:
+      case kSetMode:
         if (!RequestText(wireless, 16, &text)) return SimFail(E2BIG);
         WriteState(name, "mode", text);
         SimEvent("wifi " + name + " mode " + text);
         return 0;
-      case kFtmSiocIwGetMode:
+      case kGetMode:
         return AnswerText(wireless, ReadState(name, "mode"));
-      case kFtmSiocIwSetCountry:
+      case kSetCountry:
         if (!RequestText(wireless, 3, &text)) return SimFail(E2BIG);
         WriteState(name, "country", text);
         SimEvent("wifi " + name + " country " + text);
         return 0;
-      case kFtmSiocIwGetCountry:
+      case kGetCountry:
         return AnswerText(wireless, ReadState(name, "country"));
       default:
         return SimFail(EOPNOTSUPP);

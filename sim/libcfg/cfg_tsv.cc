@@ -2,30 +2,40 @@
 
 namespace {
 
-std::vector<std::string> SplitCells(const std::string& line) {
-  std::vector<std::string> cells(1);
-  for (size_t i = 0; i < line.size(); ++i) {
-    char c = line[i];
-    if (c == '\t') {
-      cells.emplace_back();
-    } else if (c == '\\' && i + 1 < line.size()) {
-      char next = line[i + 1];
-      if (next == 't' || next == 'n' || next == '\\') {
-        cells.back() += next == 't' ? '\t' : next == 'n' ? '\n' : '\\';
-        ++i;
-      } else {
-        cells.back() += c;
-      }
+std::string Unescape(const std::string& raw) {
+  if (raw == "\\N") return std::string(1, '\0');  // absent
+  std::string cell;
+  for (size_t i = 0; i < raw.size(); ++i) {
+    char c = raw[i];
+    char next = i + 1 < raw.size() ? raw[i + 1] : '\0';
+    if (c == '\\' && (next == 't' || next == 'n' || next == '\\')) {
+      cell += next == 't' ? '\t' : next == 'n' ? '\n' : '\\';
+      ++i;
     } else {
-      cells.back() += c;
+      cell += c;
     }
   }
-  return cells;
+  return cell;
+}
+
+std::vector<std::string> SplitCells(const std::string& line) {
+  std::vector<std::string> cells;
+  size_t start = 0;
+  while (true) {
+    size_t tab = line.find('\t', start);
+    cells.push_back(Unescape(line.substr(start, tab == std::string::npos ? tab : tab - start)));
+    if (tab == std::string::npos) return cells;
+    start = tab + 1;
+  }
 }
 
 void AppendLine(const std::vector<std::string>& cells, std::string* out) {
   for (size_t i = 0; i < cells.size(); ++i) {
     if (i != 0) *out += '\t';
+    if (CfgTsvAbsent(cells[i])) {
+      *out += "\\N";
+      continue;
+    }
     for (char c : cells[i]) {
       if (c == '\t') {
         *out += "\\t";

@@ -16,6 +16,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <set>
 #include <string>
 
 #include "cfg_tsv.h"
@@ -104,7 +105,7 @@ CfgTable* NewCfgTable(const CfgTsvTable& t) {
   size_t cells = (t.rows.size() + 1) * columns;
   size_t bytes = sizeof(CfgTable) + cells * sizeof(char*);
   auto add_texts = [&bytes](const std::vector<std::string>& row) {
-    for (const auto& cell : row) bytes += cell.size() + 1;
+    for (const auto& cell : row) bytes += CfgTsvAbsent(cell) ? 0 : cell.size() + 1;
   };
   add_texts(t.columns);
   for (const auto& row : t.rows) add_texts(row);
@@ -121,6 +122,10 @@ CfgTable* NewCfgTable(const CfgTsvTable& t) {
   size_t index = 0;
   auto put_row = [&](const std::vector<std::string>& row) {
     for (const auto& cell : row) {
+      if (CfgTsvAbsent(cell)) {
+        table->cells[index++] = nullptr;
+        continue;
+      }
       std::memcpy(text, cell.c_str(), cell.size() + 1);
       table->cells[index++] = text;
       text += cell.size() + 1;
@@ -135,12 +140,13 @@ CfgTable* NewCfgTable(const CfgTsvTable& t) {
 
 extern "C" {
 
-CfgSession cfg_startSession(int32_t mode, const char* /*tag*/) {
+CfgSession cfg_startSession(int32_t mode, const char* tag) {
   if (SimFaultActive("cfg session")) return 0;
   std::lock_guard<std::mutex> lock(g_mutex);
   CfgSession id = g_nextSession;
   g_nextSession = g_nextSession >= INT32_MAX - 1 ? 1 : g_nextSession + 1;
   g_sessions[id].mode = mode;
+  SimEvent("cfg session " + std::to_string(mode) + (tag != nullptr ? " " + std::string(tag) : ""));
   return id;
 }
 
@@ -150,11 +156,12 @@ int32_t cfg_endSession(CfgSession session) {
   if (s == nullptr) return -1;
   if (s->inTransaction) SimEvent("cfg abort");
   g_sessions.erase(session);
+  SimEvent("cfg end");
   return 0;
 }
 
-int32_t cl_cfg_getTable(CfgSession session, const char* name, CfgTable** table,
-                        const char* /*file*/, const char* /*function*/, int32_t /*line*/) {
+int32_t cl_cfg_getTable(CfgSession session, const char* name, CfgTable** table, const char* file,
+                        const char* function, int32_t /*line*/) {
   if (table == nullptr) return -1;
   *table = nullptr;
   if (!ValidTableName(name)) return -1;
@@ -164,7 +171,12 @@ int32_t cl_cfg_getTable(CfgSession session, const char* name, CfgTable** table,
   CfgTsvTable t;
   if (s == nullptr || !SessionView(s, name, &t)) return -1;
   *table = NewCfgTable(t);
-  return *table != nullptr ? 0 : -1;
+  if (*table == nullptr) return -1;
+  // The call site, as the library's own trace names it (the line changes
+  // with every edit of the caller, so it is left out).
+  SimEvent(std::string("cfg read ") + name + " " + (file != nullptr ? file : "-") + " " +
+           (function != nullptr ? function : "-"));
+  return 0;
 }
 
 int32_t cfg_freeTable(CfgTable* table) {
@@ -255,19 +267,24 @@ int32_t cfg_resetCfg(CfgSession session, int32_t /*flags*/) {
   DIR* dir = opendir(defaults.c_str());
   if (dir == nullptr) return -1;
   int32_t rc = 0;
+  std::set<std::string> files;  // in name order, so that the events are too
   errno = 0;
   while (struct dirent* entry = readdir(dir)) {
     std::string file = entry->d_name;
-    if (file.size() <= 4 || file.compare(file.size() - 4, 4, ".tsv") != 0) continue;
-    std::string text;
-    if (!SimReadFile(defaults + "/" + file, &text) ||
-        !SimWriteFileAtomic(SimDir() + "/cfg/" + file, text)) {
-      rc = -1;
-    }
+    if (file.size() > 4 && file.compare(file.size() - 4, 4, ".tsv") == 0) files.insert(file);
     errno = 0;
   }
   if (errno != 0) rc = -1;  // the listing broke off
   closedir(dir);
+  for (const std::string& file : files) {
+    std::string text;
+    if (!SimReadFile(defaults + "/" + file, &text) ||
+        !SimWriteFileAtomic(SimDir() + "/cfg/" + file, text)) {
+      rc = -1;
+      continue;
+    }
+    SimEvent("cfg restore " + file.substr(0, file.size() - 4));
+  }
   SimEvent("cfg reset");
   return rc;
 }

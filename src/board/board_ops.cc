@@ -49,6 +49,10 @@ int VoiceCommandText(int line, int value) {
   return 0;
 }
 
+const char* VoiceLastCommandText() {
+  return g_voiceCommand;
+}
+
 int VoiceSetRingVoltage(int, const char*) {
   return -1;
 }

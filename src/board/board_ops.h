@@ -25,6 +25,9 @@ void BoardExitTest(uint16_t bit);
 int VoiceCommandText(int line);
 int VoiceCommandText(int line, const char* tone);
 int VoiceCommandText(int line, int value);
+// The last command text formatted (empty before the first): what a board
+// with a voice driver would hand it.
+const char* VoiceLastCommandText();
 // Sets a line's ring voltage from its text ("25v", "50v", "75v"): 0 or -1.
 int VoiceSetRingVoltage(int line, const char* voltage);
 // Puts the hook on (1) or off (0): 0 or -1.

@@ -28,14 +28,18 @@ void FtmCfgTable::Free() {
   table_ = nullptr;
 }
 
-const char* FtmCfgTable::Cell(int row, int column) const {
+const char* FtmCfgTable::CellOrNull(int row, int column) const {
   if (table_ == nullptr || table_->cells == nullptr || row < 0 || column < 0 ||
       row >= table_->rowCount || column >= table_->colCount) {
-    return "";
+    return nullptr;
   }
   // Data row r follows the leading row: it starts at (r + 1) * colCount.
   long index = (static_cast<long>(row) + 1) * table_->colCount + column;
-  const char* cell = table_->cells[index];
+  return table_->cells[index];
+}
+
+const char* FtmCfgTable::Cell(int row, int column) const {
+  const char* cell = CellOrNull(row, column);
   return cell != nullptr ? cell : "";
 }
 
@@ -50,8 +54,9 @@ void FtmCfgReportReadFailed(const char* name) {
 }
 
 bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     FtmCfgTable* table) {
-  if (table->Read(session, name, operation, line) == 0) return true;
+                     FtmCfgTable* table, int rows) {
+  if (table->Read(session, name, operation, line) == 0 && table->rows() >= rows) return true;
+  table->Free();
   FtmCfgReportReadFailed(name);
   return false;
 }

@@ -53,9 +53,13 @@ class FtmCfgTable {
   int rows() const { return table_ != nullptr ? table_->rowCount : 0; }
   int columns() const { return table_ != nullptr ? table_->colCount : 0; }
   // The cell at a column position of a data row (both from 0). A cell the
-  // table does not hold (no such row or column) reads as the empty text,
-  // like an empty cell; the library's leading row is never returned.
+  // table does not hold (no such row or column, or no text in the record)
+  // reads as the empty text, like an empty cell; the library's leading row
+  // is never returned.
   const char* Cell(int row, int column) const;
+  // The same cell, or null when the table holds no text for it: for the
+  // readers that must tell an absent cell from an empty one.
+  const char* CellOrNull(int row, int column) const;
 
  private:
   CfgTable* table_ = nullptr;
@@ -68,9 +72,11 @@ void FtmCfgReportReadFailed(const char* name);  // "error: failed to read table:
 
 // Step 2 of the read pattern: reads the table into *table, or reports the
 // failure ("error: failed to read table: %s\n", "Fail to Create Xml File")
-// and returns false.
+// and returns false. `rows` is how many data rows the reader takes by
+// position: a table with fewer is released and counts as a failed read, so
+// that the reader's elements stay as they were rather than go out empty.
 bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     FtmCfgTable* table);
+                     FtmCfgTable* table, int rows = 0);
 
 // Writes one field inside the caller's session and transaction; the column
 // by name. 0, or -1 after recording "Write data failed" and printing

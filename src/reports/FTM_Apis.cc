@@ -143,7 +143,10 @@ int FtmWifiSwStat(XmlNode* doc) {
     return -1;
   }
   FtmCfgTable table;
-  if (table.Read(session.id(), "WlanConfig", "FtmWifiSwStat", __LINE__) != 0 || !table.ok()) {
+  // A table without the 2.4 GHz radio's row is read as not read at all:
+  // the element stays as it was.
+  if (table.Read(session.id(), "WlanConfig", "FtmWifiSwStat", __LINE__) != 0 || !table.ok() ||
+      table.rows() < 1) {
     std::printf("error: failed to read table: %s\n", "WlanConfig");
     return -1;
   }
@@ -271,10 +274,11 @@ int XMLS_initEtherStatCatCM(XmlNode* element) {
   char name[kFtmInterfaceNameSize];
   if (GetInterfaceName(session.id(), "SwingJack", name) != 0) return 0;
   FtmCfgTable netDev;
-  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_initEtherStatCatCM", __LINE__, &netDev)) {
+  // Without a row for the port's interface, the first row's counters: a
+  // table without rows has none to give and counts as unreadable.
+  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_initEtherStatCatCM", __LINE__, &netDev, 1)) {
     return -1;
   }
-  // Without a row for the port's interface, the first row's counters.
   int row = FindInterfaceRow(netDev, name);
   FillRow(element, kEtherCells, netDev, row >= 0 ? row : 0);
   return 0;
@@ -287,7 +291,7 @@ int XMLS_initAtmStatCatCM(XmlNode* element) {
     return -1;
   }
   FtmCfgTable atm;
-  if (!FtmCfgReadTable(session.id(), "BcmAtm", "XMLS_initAtmStatCatCM", __LINE__, &atm)) {
+  if (!FtmCfgReadTable(session.id(), "BcmAtm", "XMLS_initAtmStatCatCM", __LINE__, &atm, 1)) {
     return -1;
   }
   WalkAll(element, [&atm](XmlNode* child) {
@@ -308,7 +312,7 @@ int XMLS_initDslStatCM(XmlNode* element) {
     return -1;
   }
   FtmCfgTable xcvr;
-  if (!FtmCfgReadTable(session.id(), "Xcvr", "XMLS_initDslStatCM", __LINE__, &xcvr)) return -1;
+  if (!FtmCfgReadTable(session.id(), "Xcvr", "XMLS_initDslStatCM", __LINE__, &xcvr, 1)) return -1;
   WalkAll(element, [&xcvr](XmlNode* child) {
     const char* name = child->name;
     if (const CellSource* source = FindSource(kDslCells, name)) {
@@ -335,7 +339,7 @@ int XMLS_GetFlashErrCM(XmlNode* element) {
     return -1;
   }
   FtmCfgTable flash;
-  if (!FtmCfgReadTable(session.id(), "FlashErr", "XMLS_GetFlashErrCM", __LINE__, &flash)) {
+  if (!FtmCfgReadTable(session.id(), "FlashErr", "XMLS_GetFlashErrCM", __LINE__, &flash, 1)) {
     return -1;
   }
   FillRow(element, kFlashCells, flash, 0);
@@ -355,12 +359,14 @@ int XMLS_Get_Wl0_StatCM(XmlNode* element) {
   if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_Get_Wl0_StatCM", __LINE__, &table)) {
     return -1;
   }
-  // Without a row for the wireless interface the counters keep their values.
+  // Without a row for the wireless interface (a table without rows has
+  // none) the counters keep their values.
   int row = name[0] != '\0' ? FindInterfaceRow(table, name) : -1;
   if (row >= 0) FillRow(element, kWirelessCells, table, row);
   table.Free();
 
-  if (!FtmCfgReadTable(session.id(), "WlanStations", "XMLS_Get_Wl0_StatCM", __LINE__, &table)) {
+  // A table without rows has no count to give: a failed read.
+  if (!FtmCfgReadTable(session.id(), "WlanStations", "XMLS_Get_Wl0_StatCM", __LINE__, &table, 1)) {
     WalkAll(element, [](XmlNode* child) {
       if (std::strcmp(child->name, "WIRE_STATIONS") == 0) XmlSetText(child, "Read Fail");
     });

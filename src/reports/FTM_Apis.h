@@ -23,10 +23,11 @@ int XMLS_GetModemInfoCM(XmlNode* element);
 // never in the error record).
 int FtmWifiSwStat(XmlNode* doc);
 // The statistics report's sections, each filled in place inside a store
-// session of its own; a source that cannot be read leaves its elements as
-// they were. 0, or -1 when no session could be started or the section's
-// table could not be read (the wireless section: the result of its
-// WlanStations read once NetDev was read).
+// session of its own; a source that cannot be read (or a table without the
+// row a section reads) leaves its elements as they were. 0, or -1 when no
+// session could be started or the section's table could not be read (the
+// wireless section: the result of its WlanStations read once NetDev was
+// read).
 int XMLS_initEtherStatCatCM(XmlNode* element);  // NetDev, the "SwingJack" row
 int XMLS_initAtmStatCatCM(XmlNode* element);    // BcmAtm
 int XMLS_initDslStatCM(XmlNode* element);       // Xcvr, the tests mask, GPIO 41

@@ -109,7 +109,10 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
       for (const Counter& counter : kCounters) {
         if (std::strcmp(name, counter.element) != 0) continue;
         if (port != kRmonPort) {
-          FillCount(*child, table.Cell(port, counter.column), linkUp, port, counter.direction);
+          // An absent cell is no reading: the record stays, the element
+          // shows the previous total.
+          FillCount(*child, table.CellOrNull(port, counter.column), linkUp, port,
+                    counter.direction);
           break;
         }
         char reading[10];
@@ -173,8 +176,12 @@ int FtmUpdStats4portNew() {
     FtmCfgTable production;
     FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, &production);
   }
+  // Every port's link is in its row: a table without the five rows is
+  // unreadable, and nothing is refreshed.
   FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "SwitchStat", kOperation, __LINE__, &table)) return -1;
+  if (!FtmCfgReadTable(session.id(), "SwitchStat", kOperation, __LINE__, &table, kSwitchPorts)) {
+    return -1;
+  }
   for (const PortRow& port : kPorts) {
     if (XmlNode* element = XmlFindPath(FtmStats4portDoc, "ETHERNET", port.element, nullptr)) {
       FillPort(element, port.switchPort, table);

@@ -363,7 +363,8 @@ int FtmUpdateAthWireless() {
       FtmCfgReportNoSession();
       result = -1;
     } else if (!FtmCfgReadTable(session.id(), "WlanConfig", "FtmUpdateAthWireless", __LINE__,
-                                &table)) {
+                                &table, 2)) {
+      // Both radios' rows are needed: without them both items stay as they were.
       result = -1;
     } else {
       const char* items[] = {"WiFi_24G_Radio_Ctrl", "WiFi_5G_Radio_Ctrl"};

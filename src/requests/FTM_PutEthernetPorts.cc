@@ -55,6 +55,14 @@ void ReadConfiguration(int switchPort, char (&config)[kConfigChars + 1]) {
   FtmPlatform().Unlink(kWorkFile);
 }
 
+// A configuration that cannot go back to the switch as it was read: the
+// request is refused, so that the station never takes an ACK for a port
+// that was not set.
+int RefuseConfiguration() {
+  ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
+  return -1;
+}
+
 int PortStep(XmlNode* element, int switchPort) {
   char config[kConfigChars + 1];
   ReadConfiguration(switchPort, config);
@@ -78,8 +86,8 @@ int PortStep(XmlNode* element, int switchPort) {
     const char* end = std::strchr(p, ' ');
     if (end == nullptr) end = p + std::strlen(p);
     ++index;
-    // A switch that answers anything but plain words gets no command.
-    if (!PlainWord(p, end)) return 0;
+    // Anything but plain words never reaches the shell.
+    if (!PlainWord(p, end)) return RefuseConfiguration();
     const char* value = p;
     int length = static_cast<int>(end - p);
     if (index == kForceValue) {
@@ -92,7 +100,7 @@ int PortStep(XmlNode* element, int switchPort) {
     // At most 16 values of 31 characters with their blanks: always fits.
     used += static_cast<size_t>(
         std::snprintf(command + used, sizeof command - used, " %.*s", length, value));
-    if (used >= sizeof command) return 0;
+    if (used >= sizeof command) return RefuseConfiguration();
     p = end;
   }
   FtmPlatform().System(command);

@@ -98,14 +98,17 @@ int RunChild(const char* name, const char* text) {
   int line = name[length - 1] == '1' ? 1 : name[length - 1] == '2' ? 2 : 0;
   if (line == 0) return kUnknown;
   std::string base(name, length - 2);
-  // An element without text accepts nothing.
-  const char* value = text != nullptr ? text : "";
-  if (base == "RING_VOLTAGE") return RingVoltage(line, value);
-  if (base == "HOOK") return Hook(value);
-  if (base == "CUT_RELAY") return CutRelay(line, value);
-  if (base == "DECODER") return Decoder(line, value);
-  if (base == "TONE") return PlayTone(line, value);
-  return kUnknown;
+  if (base != "RING_VOLTAGE" && base != "HOOK" && base != "CUT_RELAY" && base != "DECODER" &&
+      base != "TONE") {
+    return kUnknown;
+  }
+  // An element without text accepts nothing, not even as a tone name.
+  if (text == nullptr || *text == '\0') return kRefused;
+  if (base == "RING_VOLTAGE") return RingVoltage(line, text);
+  if (base == "HOOK") return Hook(text);
+  if (base == "CUT_RELAY") return CutRelay(line, text);
+  if (base == "DECODER") return Decoder(line, text);
+  return PlayTone(line, text);
 }
 
 }  // namespace
@@ -159,4 +162,12 @@ int FtmVoiceDecoderCtl(int, int code) {
     default:
       return -1;
   }
+}
+
+int32_t FtmVoiceDecoderState() {
+  return g_decoderState;
+}
+
+int32_t FtmVoiceReadClear() {
+  return g_readClear;
 }

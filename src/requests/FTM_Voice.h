@@ -19,4 +19,9 @@ int FtmVoiceTest(XmlNode* element, int32_t* flag);
 // code is unknown.
 int FtmVoiceDecoderCtl(int line, int code);
 
+// The last accepted decoder code (0 at start) and the read-clear flag the
+// ReadClear attribute sets: state no report of this board shows.
+int32_t FtmVoiceDecoderState();
+int32_t FtmVoiceReadClear();
+
 #endif  // FTM_REQUESTS_FTM_VOICE_H_
