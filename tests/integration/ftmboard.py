@@ -6,7 +6,9 @@ The build's programs are found through FTM_BIN (the build's bin directory);
 FTM_EMULATOR, when set, is the command that runs them (qemu-mips for the
 big-endian build)."""
 
+import collections
 import os
+import re
 import shlex
 import shutil
 import signal
@@ -37,18 +39,27 @@ def program(name):
     return EMULATOR + [os.path.join(BIN, name)]
 
 
-class Board:
-    """A simulated board directory; start() runs ftmd on it."""
+# What a request did: the board's new events and syslog lines, and what the
+# daemon wrote to standard output and standard error, each as received.
+Effects = collections.namedtuple("Effects", "events syslog stdout stderr")
+Effects.__new__.__defaults__ = ([], [], "", "")
+_ESCAPES = {"t": "\t", "n": "\n", "\\": "\\"}
 
-    def __init__(self, timescale=TIMESCALE, port=None):
+
+class Board:
+    """A simulated board directory; start() runs ftmd on it. The tests' board
+    is the distinct one (`ftmsim init --distinct`): every store cell, GPIO
+    input, port and radio setting its own value."""
+
+    def __init__(self, timescale=TIMESCALE, port=None, distinct=True):
         self.dir = tempfile.mkdtemp(prefix="ftmboard-")
-        subprocess.run(program("ftmsim") + ["init", self.dir], check=True)
+        subprocess.run(program("ftmsim") + ["init"] + (["--distinct"] if distinct else []) +
+                       [self.dir], check=True)
         self.port = port or free_port()
         self.write("port", "%d\n" % self.port)
         self.write("timescale", "%g\n" % timescale)
         self.timescale = timescale
         self.proc = None
-        self.stdout_path = os.path.join(self.dir, "ftmd.out")
 
     # -- files of the board -------------------------------------------------
     def path(self, rel):
@@ -74,16 +85,45 @@ class Board:
     def stdout(self):
         return self.read("ftmd.out") if self.exists("ftmd.out") else ""
 
+    def stderr(self):
+        return self.read("ftmd.err") if self.exists("ftmd.err") else ""
+
+    def table(self, name):
+        """A store table's data rows as lists of cells (None for an absent
+        cell, \\N in the file)."""
+        rows = []
+        for line in self.read("cfg/%s.tsv" % name).split("\n")[1:]:
+            if line:
+                rows.append([None if cell == "\\N" else re.sub(
+                    r"\\([tn\\])", lambda m: _ESCAPES[m.group(1)], cell)
+                    for cell in line.split("\t")])
+        return rows
+
+    def write_table(self, name, rows, columns=None):
+        """Replaces a table's data rows (None for an absent cell); the
+        column names stay unless given."""
+        head = columns or self.read("cfg/%s.tsv" % name).split("\n")[0].split("\t")
+        esc = lambda c: "\\N" if c is None else str(c).replace("\\", "\\\\").replace(  # noqa: E731
+            "\t", "\\t").replace("\n", "\\n")
+        self.write("cfg/%s.tsv" % name, "".join("\t".join(map(esc, r)) + "\n" for r in [head] + rows))
+
+    def mark(self):
+        """Where each of the board's logs ends now; see since()."""
+        return (len(self.events()), len(self.syslog()), len(self.stdout()), len(self.stderr()))
+
+    def since(self, mark):
+        """The Effects logged after a mark."""
+        return Effects(self.events()[mark[0]:], self.syslog()[mark[1]:], self.stdout()[mark[2]:],
+                       self.stderr()[mark[3]:])
+
     def set_faults(self, *lines):
         self.write("faults", "".join(line + "\n" for line in lines))
 
     # -- the daemon -----------------------------------------------------------
     def start(self, wait_ready=True):
         env = dict(os.environ, FTM_SIM_DIR=self.dir)
-        out = open(self.stdout_path, "ab")
-        self.proc = subprocess.Popen(program("ftmd"), env=env, stdout=out,
-                                     stderr=subprocess.STDOUT)
-        out.close()
+        with open(self.path("ftmd.out"), "ab") as out, open(self.path("ftmd.err"), "ab") as err:
+            self.proc = subprocess.Popen(program("ftmd"), env=env, stdout=out, stderr=err)
         if wait_ready:
             self.wait_ready()
         return self
@@ -120,7 +160,8 @@ class Board:
         """Reports of ASan, UBSan or TSan in the daemon's output."""
         marks = ("ERROR: AddressSanitizer", "ERROR: LeakSanitizer", "runtime error:",
                  "WARNING: ThreadSanitizer")
-        return [line for line in self.stdout().splitlines() if any(m in line for m in marks)]
+        return [line for line in (self.stdout() + self.stderr()).splitlines()
+                if any(m in line for m in marks)]
 
     def close(self):
         self.stop()
@@ -237,7 +278,7 @@ class BoardTest(unittest.TestCase):
         b = Board(**kw)
         self.addCleanup(b.close)
         # Runs before close (cleanups run last-in first-out).
-        self.addCleanup(lambda: self.assertEqual(b.sanitizer_reports(), [], b.stdout()[-4000:]))
+        self.addCleanup(lambda: self.assertEqual(b.sanitizer_reports(), [], b.stderr()[-4000:]))
         if start:
             b.start()
         return b

@@ -6,13 +6,16 @@ no indentation."""
 
 def render(nodes, depth=1):
     """The lines of (name, text) or (name, text, ' attr="v"') elements, where
-    text may be a list of children; an empty text writes no text line."""
+    text may be a list of children, or a (text, children) pair for an element
+    with both; an empty text writes no text line."""
     out = ""
     for node in nodes:
         name, content = node[0], node[1]
         pad = "  " * depth
         out += "%s<%s%s>\r\n" % (pad, name, node[2] if len(node) > 2 else "")
-        if isinstance(content, list):
+        if isinstance(content, tuple):
+            out += "%s  %s\r\n" % (pad, content[0]) + render(content[1], depth + 1)
+        elif isinstance(content, list):
             out += render(content, depth + 1)
         elif content:
             out += "%s  %s\r\n" % (pad, content)

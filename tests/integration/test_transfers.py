@@ -236,9 +236,9 @@ class DownloadTest(TransferTest):
     def test_exact_multiple_of_512_ends_with_an_empty_block(self):
         # Grow the serial number until the identity report is 1024 bytes.
         text, _ = self.c.download(MODEM_INFO)
-        serial = "S" * (1024 - len(text) + len("0000000000"))
-        self.b.write("cfg/ProductionData.tsv", self.b.read("cfg/ProductionData.tsv")
-                     .replace("0000000000", serial))
+        row = self.b.table("ProductionData")[0]
+        serial = "S" * (1024 - len(text) + len(row[1]))
+        self.b.write_table("ProductionData", [row[:1] + [serial] + row[2:]])
         c = self.c
         c.rrq(MODEM_INFO)
         first = c.recv()
@@ -371,7 +371,7 @@ class StationsTest(TransferTest):
         a.expect(NOT_SUPPORTED)
         refused = time.monotonic()
         a.expect(ack(0))
-        self.assertGreater(time.monotonic() - refused, 0.8 * self.b.tick())
+        self.assertGreater(time.monotonic() - refused, 0.4 * self.b.tick())
         a.data(1, b"x")
         a.expect(NOT_SUPPORTED)
 

@@ -1,14 +1,14 @@
-// The modem information fill's passes and their limits, which the report's
-// template alone cannot show: each pass stops after a fixed number of filled
-// elements, unknown names cost nothing, a name met twice is filled twice.
-// What failing sources leave is tested end to end (test_identity.py).
+// What the reports' templates cannot show a station: the modem information
+// fill's passes and their limits (each pass stops after a fixed number of
+// filled elements, unknown names cost nothing, a name met twice is filled
+// twice), and the statistics elements that the FTM_STATS template lacks.
+// Everything the templates hold is tested end to end (test_identity.py,
+// test_counters.py).
 #include <gtest/gtest.h>
 
-#include <cstdio>
+#include <filesystem>
 #include <string>
-#include <vector>
 
-#include "board/flash.h"
 #include "dispatch/ftm_status.h"
 #include "platform/platform.h"
 #include "reports/FTM_Apis.h"
@@ -17,50 +17,37 @@
 
 namespace {
 
-// The simulated store, with the flash driver answering a version and the
-// boot loader a delay of 3.
-class FlashAndBootLoader : public PlatformWrapper {
- public:
-  FlashAndBootLoader() { PlatformInstall(this); }
-  ~FlashAndBootLoader() override { PlatformInstall(nullptr); }
-  std::vector<std::string> calls;
-
-  int Open(const char* path, int) override {
-    calls.push_back(path);
-    return 42;
+// The simulated board with its flash and GPIO drivers, a boot loader whose
+// delay is 3, and an Xcvr table whose cells name their columns; the flash
+// driver's opens are counted.
+class Fills : public SimBoardTest, public PlatformWrapper {
+ protected:
+  int opens = 0;
+  int Open(const char* path, int flags) override {
+    opens += std::string(path) == "/dev/flshmgmt";
+    return PlatformWrapper::Open(path, flags);
   }
-  int Ioctl(int, unsigned long request, void* arg) override {
-    if (request == FLSHMGMT_GET_FTMSOFTWAREVERSION) {
-      std::snprintf(static_cast<char*>(arg), kFtmSoftwareVersionSize, "FTM-2.04");
+  void SetUp() override {
+    SimBoardTest::SetUp();
+    PlatformInstall(this);
+    for (const char* dir : {"/root/dev", "/flash", "/bin", "/gpio"}) {
+      std::filesystem::create_directories(Dir() + dir);
     }
-    return 0;
+    for (const char* device : {"root/dev/flshmgmt", "root/dev/gpioctrl"}) Write(device, "");
+    Write("flash/ftm_version", "FTM-2.04\n");
+    Write("bin/uboot_env", "#!/bin/sh\necho 3\n");
+    std::filesystem::permissions(Dir() + "/bin/uboot_env", std::filesystem::perms::owner_all);
+    std::string row = "x0";
+    for (int i = 1; i < 37; ++i) row += "\tx" + std::to_string(i);
+    Write("cfg/Xcvr.tsv", std::string(36, '\t') + "\n" + row + "\n");
   }
-  int Close(int) override { return 0; }
-  int System(const char* command) override {
-    calls.push_back(command);
-    return 0;
-  }
-  FILE* Fopen(const char*, const char*) override {
-    FILE* f = std::tmpfile();
-    std::fputs("3\n", f);
-    std::rewind(f);
-    return f;
-  }
+  void TearDown() override { PlatformInstall(nullptr), SimBoardTest::TearDown(); }
 };
 
-class ModemInfoFill : public SimBoardTest {};
-
-TEST_F(ModemInfoFill, PassesFillByPositionWithinTheirLimits) {
-  std::string xcvrHeader, xcvrRow;
-  for (int i = 0; i < 37; ++i) {
-    xcvrHeader += (i ? "\tC" : "C") + std::to_string(i);
-    xcvrRow += (i ? "\tx" : "x") + std::to_string(i);
-  }
-  Write("cfg/Xcvr.tsv", xcvrHeader + "\n" + xcvrRow + "\n");
+TEST_F(Fills, ModemInfoFillPassesByPositionWithinTheirLimits) {
   Write("cfg/AppSwInfo.tsv", "Name\tVendor\tVersion\tBuild\tRelease\ngw\tC\tVER:9\t2024\tR9\n");
   Write("cfg/ProductType.tsv", "Description\nDual Connect\n");
   Write("cfg/ProductInfo.tsv", "Ini\tIniVer\tLoad\nf.ini\t1.0\tLOAD9\n");
-  FlashAndBootLoader board;
   FtmClearErrorInfo();
   Doc doc = ParseText(
       "<M><OTHER>o</OTHER><MODEL_NUM>t</MODEL_NUM><SERIAL_NUM>t</SERIAL_NUM>"
@@ -72,9 +59,7 @@ TEST_F(ModemInfoFill, PassesFillByPositionWithinTheirLimits) {
       "<SOFTWARE_LOAD>t</SOFTWARE_LOAD><INI_FILENAME>t</INI_FILENAME>"
       "<INI_VERSION>t</INI_VERSION><XCVR_DESC>t</XCVR_DESC><XCVR_VER>t</XCVR_VER>"
       "<XCVR_DESC>t</XCVR_DESC><XCVR_VER>t</XCVR_VER></M>");  // the fourth of pass 4
-  testing::internal::CaptureStdout();
   EXPECT_EQ(XMLS_GetModemInfoCM(doc->children[0]), 0);
-  testing::internal::GetCapturedStdout();
   EXPECT_EQ(DumpDoc(doc.get(), false),
             "M(OTHER{o} MODEL_NUM{K17} SERIAL_NUM{0001} MODEL_NUM{K17} "
             "MAC_ADDR{02:5e:a3:00:00:01} PROD_DATE{01012024} E_164 BOOT_DELAY{3} PROD_REV{t} "
@@ -82,10 +67,30 @@ TEST_F(ModemInfoFill, PassesFillByPositionWithinTheirLimits) {
             "RELEASE_BUILD_VER{R9} SOFTWARE_VER{t} SOFTWARE_LOAD{LOAD9} INI_FILENAME{f.ini} "
             "INI_VERSION{1.0} XCVR_DESC{x36} XCVR_VER{x34} XCVR_DESC{x36} XCVR_VER{t})");
   // The version is asked for each time its element is met, the delay once.
-  EXPECT_EQ(board.calls,
-            (std::vector<std::string>{"uboot_env --get --name bootdelay > /tmp/BootDelayVer",
-                                      "/dev/flshmgmt", "/dev/flshmgmt"}));
+  EXPECT_EQ(opens, 2);
+  EXPECT_EQ(Events()[2], "shell uboot_env --get --name bootdelay > /tmp/BootDelayVer");
   EXPECT_EQ(FtmGetErrorInfo()->message, nullptr);
+}
+
+// AUTO_PAIR reads the selector each time it is met: level 2 is the outer
+// pair, any other the inner one.
+TEST_F(Fills, DslFillsWhatTheTemplateLacks) {
+  for (std::string level : {"2", "3", "0"}) {
+    Write("gpio/41", level);
+    const std::string pair = level == "2" ? "OUTER" : "INNER";
+    Doc doc = ParseText(
+        "<D><HYBRID_2>t</HYBRID_2><AUTO_PAIR>t</AUTO_PAIR><DSL_POWER_UPSTREAM>t</"
+        "DSL_POWER_UPSTREAM>"
+        "<MULTI_HYBRID>t</MULTI_HYBRID><HYBRID_1/><HYBRID_3>t</HYBRID_3><X>t</X><HYBRID_4>t</"
+        "HYBRID_4>"
+        "<AUTO_PAIR>t</AUTO_PAIR></D>");
+    EXPECT_EQ(XMLS_initDslStatCM(doc->children[0]), 0);
+    EXPECT_EQ(DumpDoc(doc.get(), false),
+              "D(HYBRID_2{UNKNOWN} AUTO_PAIR{" + pair +
+                  "} DSL_POWER_UPSTREAM{x19} MULTI_HYBRID{UNKNOWN} HYBRID_1{UNKNOWN} "
+                  "HYBRID_3{UNKNOWN} X{t} HYBRID_4{UNKNOWN} AUTO_PAIR{" +
+                  pair + "})");
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "libini_sim.h"
 #include "platform/platform.h"
 #include "reports/FTM_Progress.h"
+#include "sim_board.h"
 #include "sim_board_fixture.h"
 
 namespace {
@@ -23,41 +24,34 @@ void ReadProgress() {
   g_progress.push_back(text != nullptr ? text : "(none)");
 }
 
-// The simulated board with its waits and signals recorded, not made.
+// The simulated board (whose signals are logged, never sent) with its
+// waits logged among its events, not made.
 class RecordingBoard : public PlatformWrapper {
  public:
   RecordingBoard() { PlatformInstall(this); }
   ~RecordingBoard() override { PlatformInstall(nullptr); }
-  std::vector<std::string> calls;
-  void SleepMicros(unsigned long micros) override {
-    calls.push_back("sleep " + std::to_string(micros));
-  }
-  int Kill(pid_t pid, int sig) override {
-    calls.push_back("kill " + std::to_string(pid) + " " + std::to_string(sig));
-    return 0;
-  }
+  void SleepMicros(unsigned long micros) override { SimEvent("sleep " + std::to_string(micros)); }
 };
 
 class IniLoad : public SimBoardTest {};
 
 TEST_F(IniLoad, ProgressReadsNotDoneOnlyWhileTheLibraryRuns) {
   RecordingBoard board;
-  g_progress.clear();
   ReadProgress();
   SimIniSetHook(ReadProgress);
   char text[] = "[ftm]\nrestart = 1\n";
-  FtmErrorInfo* result = FTM_PutFile(text, "board.ini");
+  EXPECT_EQ(FTM_PutFile(text, "board.ini"), nullptr);
   SimIniSetHook(nullptr);
   ReadProgress();
-  EXPECT_EQ(result, nullptr);
   const std::string status =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n  <DOWNLOAD_STATUS>\r\n    ";
   const std::string end = "\r\n  </DOWNLOAD_STATUS>\r\n";
   EXPECT_EQ(g_progress, (std::vector<std::string>{status + "DONE" + end, status + "NOT_DONE" + end,
                                                   status + "DONE" + end}));
   // The store is reset, then the board is restarted a second later.
-  EXPECT_EQ(Events(), std::vector<std::string>{"cfg reset"});
-  EXPECT_EQ(board.calls, (std::vector<std::string>{"sleep 1000000", "kill 1 15"}));
+  EXPECT_EQ(Events(),
+            (std::vector<std::string>{"cfg session 0 reset_cfg", "cfg restore ProductionData",
+                                      "cfg reset", "cfg end", "sleep 1000000", "kill 1 15"}));
 }
 
 }  // namespace

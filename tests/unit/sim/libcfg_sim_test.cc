@@ -19,7 +19,7 @@ const char kOriginal[] =
 class LibcfgSim : public SimBoardTest {};
 
 TEST_F(LibcfgSim, TableRecordHasTheBoardLayout) {
-  Write("cfg/Short.tsv", "A\tB\tC\nx\\ty\\\\z\\n\n");
+  Write("cfg/Short.tsv", "A\tB\tC\nx\\ty\\\\z\\n\t\\N\n");
   CfgSession s = cfg_startSession(0, nullptr);
   CfgTable* t = nullptr;
   ASSERT_EQ(cl_cfg_getTable(s, "ProductionData", &t, "FTM_Apis.c", "Test", 1), 0);
@@ -29,8 +29,9 @@ TEST_F(LibcfgSim, TableRecordHasTheBoardLayout) {
   EXPECT_STREQ(t->cells[6 + 2], "02:5e:a3:00:00:01");
   cfg_freeTable(t);
   ASSERT_EQ(cl_cfg_getTable(s, "Short", &t, "FTM_Apis.c", "Test", 1), 0);
-  EXPECT_STREQ(t->cells[3], "x\ty\\z\n");  // escapes decoded; a short row completed
-  EXPECT_STREQ(t->cells[5], "");
+  EXPECT_STREQ(t->cells[3], "x\ty\\z\n");  // escapes decoded
+  EXPECT_EQ(t->cells[4], nullptr);         // an absent cell: no text at all
+  EXPECT_STREQ(t->cells[5], "");           // a short row completed
   cfg_freeTable(t);
   EXPECT_EQ(cfg_findCol(s, "ProductionData", "Date"), 3);
   cfg_endSession(s);
@@ -58,8 +59,9 @@ TEST_F(LibcfgSim, TransactionShowsNothingBeforeItsCommit) {
   EXPECT_EQ(Read("cfg/ProductionData.tsv"),
             "ModelNum\tSerialNum\tMacAddr\tDate\tRevision\tE164\n"
             "K17\ta\\tb\t02:5e:a3:00:00:01\t01012024\tA\t\n");
-  EXPECT_EQ(Events(),
-            (std::vector<std::string>{"cfg abort", "cfg commit ProductionData", "cfg abort"}));
+  EXPECT_EQ(Events(), (std::vector<std::string>{
+                          "cfg session 5 FTM write", "cfg read ProductionData FTM_Apis.c Test",
+                          "cfg abort", "cfg commit ProductionData", "cfg abort", "cfg end"}));
 }
 
 }  // namespace
