@@ -3,6 +3,8 @@ element on lines of its own, indented two spaces per level, every line
 ending in CR LF; a download starts at the first "<", so the first line has
 no indentation."""
 
+import re
+
 
 def render(nodes, depth=1):
     """The lines of (name, text) or (name, text, ' attr="v"') elements, where
@@ -26,6 +28,13 @@ def render(nodes, depth=1):
 def report(*roots):
     """A whole report from its top-level elements."""
     return ('<?xml version="1.0" encoding="UTF-8"?>\r\n' + render(roots)).encode("latin-1")
+
+
+def decimal(text):
+    """The board's decimal conversion: leading blanks, a sign, digits, the
+    rest ignored, no digits 0, clamped to 32 bits."""
+    m = re.match(r"\s*([+-]?\d+)", text)
+    return max(-2 ** 31, min(2 ** 31 - 1, int(m.group(1)))) if m else 0
 
 
 def pattern(size, seed=0):

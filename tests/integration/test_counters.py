@@ -7,7 +7,7 @@
 import itertools, re, struct  # noqa: E401
 
 from ftmboard import BoardTest, Effects, error
-from ftmreports import report
+from ftmreports import decimal, report
 
 STATS, PORTS = b"FTM_Statistics.xml", b"FTM_Stats_4port.xml"
 # FTM_STATS in the report's order: section, the fill that reads it, its table,
@@ -34,11 +34,6 @@ MOVE = {(0, 1): (2, 0), (0, 0): (0, 0), (1, 1): (1, 0), (1, 0): (3, 1),
         (2, 1): (1, 0), (2, 0): (3, 1), (3, 1): (2, 0), (3, 0): (0, 0)}
 PORT = "ETH_PORT_ACTIVE ETH_DISCARD_IN ETH_DISCARD_OUT ETH_IN ETH_OUT"
 REFUSED = error(0, b"Fail to Create Xml File"), ["err TFTP read: invalid filename"]
-
-
-def decimal(text):
-    m = re.match(r"\s*([+-]?\d+)", text)
-    return max(-2 ** 31, min(2 ** 31 - 1, int(m.group(1)))) if m else 0
 
 
 def rate(cell):  # in single precision

@@ -1,37 +1,42 @@
 """The board's identity end to end: a station stores it by uploading
 "FTM_ModemInfo.xml" and reads it back, with the software versions and the
-boot delay, under the same name; failing sources and stores; hostile values;
-a daemon killed at any moment never leaves a half-written table."""
+boot delay, under the same name. Every report is compared whole with one
+built from the board's own data; every request with everything it did on the
+board. Failing sources and stores; hostile values; a daemon killed at any
+moment never leaves a half-written table."""
 
 import os
 import random
-import re
 import shutil
 import subprocess
 import tempfile
 import time
 import unittest
 
-from ftmboard import SLACK, BoardTest, ack, error
-from ftmreports import report
+from ftmboard import SLACK, BoardTest, Effects, ack, error
+from ftmreports import decimal, report
 
 NAME = b"FTM_ModemInfo.xml"
 WRITE_FAILED = error(0, b"Write data failed")
 FIELDS = ["MODEL_NUM", "SERIAL_NUM", "MAC_ADDR", "PROD_DATE", "PROD_REV", "E_164"]
-DEFAULT_ROW = ["K17-403522-02", "0000000000", "02:5e:a3:00:00:01", "01012024", "A", ""]
-# The report's elements in template order, as a fresh board fills them.
-DEFAULT_REPORT = [
-    ("MODEL_NUM", "K17-403522-02"), ("SERIAL_NUM", "0000000000"),
-    ("MAC_ADDR", "02:5e:a3:00:00:01"), ("PROD_DATE", "01012024"), ("PROD_REV", "A"),
-    ("FTM_SOFTWARE_VER", "FTM-KESTRA-2.04.11"), ("SOFTWARE_VER", "VER:01.05.06"),
-    ("SOFTWARE_DESC", "Corvalink Dual Connect"), ("SOFTWARE_LOAD", "KESTRA_01.05.06"),
-    ("RELEASE_BUILD_VER", "R01.05.06.0112"), ("BOOT_DELAY", "3")]
-TEMPLATE = {"MODEL_NUM": "K17-403522-02", "SERIAL_NUM": "1234", "MAC_ADDR": "02:5e:a3:00:00:01",
-            "PROD_DATE": "01252002", "PROD_REV": "A", "FTM_SOFTWARE_VER": "N/A",
-            "SOFTWARE_VER": "VER:01.05.06", "SOFTWARE_DESC": "Corvalink Dual Connect",
-            "SOFTWARE_LOAD": "Unknown", "RELEASE_BUILD_VER": "Unknown", "BOOT_DELAY": "5"}
-PRODUCTION_PASS = FIELDS[:5] + ["BOOT_DELAY"]
-SOFTWARE_PASS = ["FTM_SOFTWARE_VER", "SOFTWARE_VER", "SOFTWARE_DESC", "RELEASE_BUILD_VER"]
+# The report in template order: element, the tables of its fill's pass, where
+# its value comes from (a column of the first data row, the flash driver's
+# version, the boot loader's delay) and the template's own text.
+REPORT = [
+    ("MODEL_NUM", "ProductionData", 0, "K17-403522-02"),
+    ("SERIAL_NUM", "ProductionData", 1, "1234"),
+    ("MAC_ADDR", "ProductionData", 2, "02:5e:a3:00:00:01"),
+    ("PROD_DATE", "ProductionData", 3, "01252002"),
+    ("PROD_REV", "ProductionData", 4, "A"),
+    ("FTM_SOFTWARE_VER", "AppSwInfo ProductType", "version", "N/A"),
+    ("SOFTWARE_VER", "AppSwInfo ProductType", ("AppSwInfo", 2), "VER:01.05.06"),
+    ("SOFTWARE_DESC", "AppSwInfo ProductType", ("ProductType", 0), "Corvalink Dual Connect"),
+    ("SOFTWARE_LOAD", "ProductInfo", 2, "Unknown"),
+    ("RELEASE_BUILD_VER", "AppSwInfo ProductType", ("AppSwInfo", 4), "Unknown"),
+    ("BOOT_DELAY", "ProductionData", "delay", "5"),
+]
+FILL = "cfg read %s FTM_Apis.c XMLS_GetModemInfoCM"
+GET_DELAY = "shell uboot_env --get --name bootdelay > /tmp/BootDelayVer"
 
 
 def identity_xml(*elements):
@@ -40,37 +45,74 @@ def identity_xml(*elements):
     return ('<?xml version="1.0" encoding="UTF-8"?><MODEM_INFO>%s</MODEM_INFO>' % body).encode()
 
 
-def report_text(**changes):
-    """The report as the station receives it (from its first "<")."""
-    return report(("MODEM_INFO", [(n, changes.get(n, v)) for n, v in DEFAULT_REPORT]))
-
-
-def template(names):
-    return {n: TEMPLATE[n] for n in names}
-
-
 class IdentityTest(BoardTest):
-    def production(self, board):
-        """The one data row of ProductionData; the file must be whole."""
-        text = board.read("cfg/ProductionData.tsv")
-        lines = text.split("\n")
-        self.assertEqual((lines[0].split("\t"), lines[-1], len(lines)),
-                         (["ModelNum", "SerialNum", "MacAddr", "Date", "Revision", "E164"], "", 3),
-                         text)
-        escapes = {"t": "\t", "n": "\n", "\\": "\\"}
-        cells = [re.sub(r"\\(.)", lambda m: escapes.get(m.group(1), m.group(0)), cell)
-                 for cell in lines[1].split("\t")]
-        self.assertEqual(len(cells), 6, text)
-        return cells
+    maxDiff = None
+
+    def expected(self, board, failed=(), kept=None):
+        """The report and its effects from the board's data, with the store
+        faults `failed` ("session" or table names) in force. The flash
+        driver answers its version file; with `kept` given its query fails,
+        and the last version read (`kept`) is shown."""
+        if "session" in failed:
+            return report(("MODEM_INFO", [(e, t) for e, _, _, t in REPORT])), Effects(
+                stderr="error: failed to start session\n")
+        ev, err, out, syslog = ["cfg session 0"], "", "", []
+        readable = {}
+        for pass_tables in ("ProductionData", "AppSwInfo ProductType", "ProductInfo", "Xcvr"):
+            for table in pass_tables.split():
+                if table in failed:
+                    err += "error: failed to read table: %s\n" % table
+                    break
+                ev.append(FILL % table)
+            else:
+                readable[pass_tables] = True
+            if pass_tables == "ProductionData" and pass_tables in readable:
+                ev.append(GET_DELAY)
+                err += "" if board.exists("uboot/bootdelay") else "uboot_env: bootdelay is not set\n"
+        ev.append("cfg end")
+        version = kept
+        if kept is None:
+            version = board.read("flash/ftm_version").split("\n")[0]
+        elif "AppSwInfo ProductType" in readable:
+            syslog = ["err FTM_GetSoftwareVersion: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed"]
+        lines = board.read("uboot/bootdelay").split("\n") if board.exists("uboot/bootdelay") else []
+        delay = str(decimal(lines[0])) if lines and lines[0] else ""
+        if delay and "ProductionData" in readable:
+            out = "\n FTM_GetBootMode_Kestra boot delay value = %s \n\n" % delay
+        elements = []
+        for element, tables, source, template in REPORT:
+            if tables not in readable:
+                elements.append((element, template))
+                continue
+            if source == "version":
+                value = version
+            elif source == "delay":
+                value = delay
+            else:
+                table, column = source if isinstance(source, tuple) else (tables, source)
+                row = (board.table(table) or [[]])[0]
+                value = row[column] if column < len(row) and row[column] is not None else ""
+            elements.append((element, value))
+        return report(("MODEM_INFO", elements)), Effects(ev, syslog, out, err)
+
+    def check_report(self, board, c, **kw):
+        want, effects = self.expected(board, **kw)
+        mark = board.mark()
+        self.assertEqual(c.download(NAME), (want, None))
+        self.assertEqual(board.since(mark), effects)
+
+    def upload_effects(self, delays=(), end="cfg commit ProductionData"):
+        """A write session's events; `end` is how its transaction ends
+        ("cfg abort", or None for an empty commit, which the store does not log)."""
+        return (["cfg session 5 FTM write"] +
+                ["shell uboot_env --set --name bootdelay --value %d" % d for d in delays] +
+                [end] * (end is not None) + ["cfg end"])
 
     def saved_files(self, board, put=False):
         for name in ("current.cfg", "current.bak"):
             if put:
                 board.write("root/PRST/" + name, "saved\n")
         return [n for n in ("current.cfg", "current.bak") if board.exists("root/PRST/" + n)]
-
-    def shell_events(self, board):
-        return [e for e in board.events() if e.startswith("shell uboot_env")]
 
 
 class StationTest(IdentityTest):
@@ -86,124 +128,125 @@ class StationTest(IdentityTest):
             self.assertEqual(done.returncode, 0, done.stderr)
             return done.stdout
 
-        self.assertEqual(curl_get(), report_text())
+        self.assertEqual(curl_get(), self.expected(board)[0])
         self.saved_files(board, put=True)
+        new = ["K17-403522-07", "KS2417000815", "02:5e:a3:12:34:56", "11232026", "C",
+               "+493012345678"]
         with open(os.path.join(work, "identity.xml"), "wb") as f:
-            f.write(identity_xml(
-                ("MODEL_NUM", "K17-403522-07"), ("SERIAL_NUM", "KS2417000815"),
-                ("MAC_ADDR", "02:5e:a3:12:34:56"), ("PROD_DATE", "11232026"), ("PROD_REV", "C"),
-                ("E_164", "+493012345678"), ("BOOT_DELAY", "1")))
+            f.write(identity_xml(*zip(FIELDS, new), ("BOOT_DELAY", "1")))
+        mark = board.mark()
         done = subprocess.run(["tftp", "-m", "binary", "127.0.0.1", str(board.port), "-c", "put",
                                "identity.xml", NAME.decode()], cwd=work, capture_output=True,
                               timeout=30 * SLACK)
         self.assertEqual(done.stdout + done.stderr, b"")
-        self.assertEqual(self.production(board), ["K17-403522-07", "KS2417000815",
-                                                  "02:5e:a3:12:34:56", "11232026", "C",
-                                                  "+493012345678"])
+        self.assertEqual(board.since(mark), Effects(self.upload_effects([1])))
+        self.assertEqual(board.table("ProductionData"), [new])
         self.assertEqual(board.read("uboot/bootdelay"), "1\n")
         self.assertEqual(self.saved_files(board), [])
-        self.assertEqual(curl_get(), report_text(
-            MODEL_NUM="K17-403522-07", SERIAL_NUM="KS2417000815", MAC_ADDR="02:5e:a3:12:34:56",
-            PROD_DATE="11232026", PROD_REV="C", BOOT_DELAY="1"))
-        self.assertEqual(self.shell_events(board), [
-            "shell uboot_env --get --name bootdelay > /tmp/BootDelayVer",
-            "shell uboot_env --set --name bootdelay --value 1",
-            "shell uboot_env --get --name bootdelay > /tmp/BootDelayVer"])
-        self.assertIn("cfg commit ProductionData", board.events())
-        self.assertIn("\n FTM_GetBootMode_Kestra boot delay value = 1 \n\n", board.stdout())
+        self.assertEqual(curl_get(), self.expected(board)[0])
 
-    def test_report_sources_that_fail(self):
+    def test_report_follows_the_board_and_its_failing_sources(self):
         board = self.board()
         c = self.client(board)
-        failed = "error: failed to read table: %s\n"
-        # Each row: what is done to the board, then the report and the lines
-        # on standard error. A table that cannot be read keeps its pass's
-        # template texts; a cell the table does not hold reads as empty.
+        original = {t: board.table(t) for t in ("ProductionData", "AppSwInfo", "ProductType",
+                                                "ProductInfo")}
+        # Each row: files of the board to change, store faults, the driver's
+        # answer when it is not the version file. A table that cannot be read
+        # keeps its pass's template texts; a cell a table lacks reads empty.
         cases = [
-            ("no version yet", {"flash/ftm_version": None}, [], dict(FTM_SOFTWARE_VER=""), None),
-            ("boot delay line", {"uboot/bootdelay": "bootdelay=4\n"}, [],
-             dict(BOOT_DELAY="0"), None),
-            ("boot delay blanks", {"uboot/bootdelay": "  007 s\n5\n"}, [],
-             dict(BOOT_DELAY="7"), None),
-            ("boot delay huge", {"uboot/bootdelay": "-99999999999\n"}, [],
-             dict(BOOT_DELAY="-2147483648"), None),
-            ("boot delay unset", {"uboot/bootdelay": None}, [], dict(BOOT_DELAY=""), None),
-            ("ProductType", {}, ["cfg table ProductType"], template(SOFTWARE_PASS),
-             failed % "ProductType"),
-            ("ProductionData", {}, ["cfg table ProductionData"], template(PRODUCTION_PASS),
-             failed % "ProductionData"),
-            ("no session", {}, ["cfg session"], template(TEMPLATE), "error: failed to start session\n"),
-            ("hand-edited", {
-                "cfg/ProductionData.tsv": "ModelNum\tSerialNum\tMacAddr\tDate\tRevision\nM\tS\tX\tD\tR\n",
-                "cfg/ProductInfo.tsv": "IniFileName\tIniVersion\tSoftwareLoad\nk.ini\n",
-                "cfg/AppSwInfo.tsv": "Name\tVendor\tVersion\tBuildDate\tReleaseBuild\n"}, [],
-             dict(MODEL_NUM="M", SERIAL_NUM="S", MAC_ADDR="X", PROD_DATE="D", PROD_REV="R",
-                  SOFTWARE_VER="", RELEASE_BUILD_VER="", SOFTWARE_LOAD=""), None),
+            ("no version yet", {"flash/ftm_version": None}, [], ""),
+            ("fresh board", {}, [], None),
+            ("boot delay line", {"uboot/bootdelay": "bootdelay=4\n"}, [], None),
+            ("boot delay blanks", {"uboot/bootdelay": "  007 s\n5\n"}, [], None),
+            ("boot delay huge", {"uboot/bootdelay": "-99999999999\n"}, [], None),
+            ("boot delay unset", {"uboot/bootdelay": None}, [], None),
+            ("no session", {}, ["session"], None),
+            ("Xcvr", {}, ["Xcvr"], None),
+            ("ProductInfo", {}, ["ProductInfo"], None),
+            ("ProductType", {}, ["ProductType"], None),
+            ("AppSwInfo", {}, ["AppSwInfo"], None),
+            ("ProductionData", {}, ["ProductionData"], None),
+            ("hand-edited", {"ProductionData": [["M", "S", "X", "D", None]],
+                             "ProductInfo": [["k.ini"]], "AppSwInfo": [], "ProductType": []},
+             [], None),
         ]
-        for label, files, faults, changes, message in cases:
+        for label, changes, failed, kept in cases:
             with self.subTest(label):
-                saved = {rel: board.read(rel) if board.exists(rel) else None for rel in files}
-                for rel, text in files.items():
-                    board.write(rel, text) if text is not None else os.remove(board.path(rel))
-                board.set_faults(*faults)
-                before = board.stdout()
-                content, err = c.download(NAME)
-                self.assertIsNone(err)
-                self.assertEqual(content, report_text(**changes))
-                if message:
-                    self.assertIn(message, board.stdout()[len(before):])
-                for rel, text in saved.items():
-                    board.write(rel, text) if text is not None else os.remove(board.path(rel))
+                saved = {rel: board.read(rel) for rel in changes if "/" in rel and board.exists(rel)}
+                for rel, text in changes.items():
+                    if "/" not in rel:
+                        board.write_table(rel, text)
+                    elif text is None:
+                        os.remove(board.path(rel))
+                    else:
+                        board.write(rel, text)
+                board.set_faults(*("cfg " + ("session" if f == "session" else "table " + f)
+                                   for f in failed))
+                self.check_report(board, c, failed=failed, kept=kept)
+                board.set_faults()
+                for rel in changes:
+                    if "/" not in rel:
+                        board.write_table(rel, original[rel])
+                    elif rel in saved:
+                        board.write(rel, saved[rel])
+                    elif board.exists(rel):
+                        os.remove(board.path(rel))
         # A failed version query keeps the last version read.
         board.set_faults("ioctl FLSHMGMT_GET_FTMSOFTWAREVERSION")
+        last = board.read("flash/ftm_version").split("\n")[0]
         board.write("flash/ftm_version", "OTHER\n")
-        self.assertEqual(c.download(NAME), (report_text(), None))
-        self.assertEqual(board.syslog()[-1],
-                         "err FTM_GetSoftwareVersion: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed")
+        self.check_report(board, c, kept=last)
 
 
 class FailedWriteTest(IdentityTest):
     def test_failed_writes_change_nothing_but_the_boot_delay(self):
         board = self.board()
         c = self.client(board)
-        before = board.read("cfg/ProductionData.tsv")
+        before = board.table("ProductionData")
         # A failing commit, a failing field after the boot delay, a boot
         # delay without text: the store keeps its table, the boot loader
         # what was set before the failure, and the saved files go.
-        for faults, request, delay in (
-                (["cfg commit"], identity_xml(("MODEL_NUM", "NEW"), ("SERIAL_NUM", "NEW")), "3"),
-                (["cfg set ProductionData"], identity_xml(
-                    ("BOOT_DELAY", "7"), ("SERIAL_NUM", "SN-1"), ("BOOT_DELAY", "8")), "7"),
-                ([], identity_xml(("E_164", None), ("BOOT_DELAY", None), ("MODEL_NUM", "M")), "7")):
+        cases = [
+            (["cfg commit"], identity_xml(("MODEL_NUM", "NEW"), ("SERIAL_NUM", "NEW")), "17",
+             Effects(["cfg session 5 FTM write", "cfg end"])),
+            (["cfg set ProductionData"], identity_xml(
+                ("BOOT_DELAY", "7"), ("SERIAL_NUM", "SN-1"), ("BOOT_DELAY", "8")), "7",
+             Effects(self.upload_effects([7], end="cfg abort"), [], "FTM write failed on table="
+                     "ProductionData row=0 col=1(SerialNum) value='SN-1'\n")),
+            ([], identity_xml(("E_164", None), ("BOOT_DELAY", None), ("MODEL_NUM", "M")), "7",
+             Effects(self.upload_effects(end="cfg abort"))),
+        ]
+        for faults, request, delay, effects in cases:
             with self.subTest(faults=faults):
                 board.set_faults(*faults)
                 self.saved_files(board, put=True)
+                mark = board.mark()
                 self.assertEqual(c.upload(NAME, request), WRITE_FAILED)
-                self.assertEqual(board.read("cfg/ProductionData.tsv"), before)
+                self.assertEqual(board.since(mark), effects)
+                self.assertEqual(board.table("ProductionData"), before)
                 self.assertEqual(board.read("uboot/bootdelay"), delay + "\n")
                 self.assertEqual(self.saved_files(board), [])
-        self.assertEqual(self.shell_events(board),
-                         ["shell uboot_env --set --name bootdelay --value 7"])
-        self.assertFalse(any(e.startswith("cfg commit") for e in board.events()))
-        self.assertEqual(board.events().count("cfg abort"), 2)
-        self.assertIn("FTM write failed on table=ProductionData row=0 col=1(SerialNum) "
-                      "value='SN-1'\n", board.stdout())
-        # No store session: refused, and the files stay.
+        # No store session: refused, nothing done, and the files stay.
         board.set_faults("cfg session")
         self.saved_files(board, put=True)
+        mark = board.mark()
         self.assertEqual(c.upload(NAME, identity_xml(("MODEL_NUM", "M"))), WRITE_FAILED)
+        self.assertEqual(board.since(mark), Effects())
         self.assertEqual(self.saved_files(board), ["current.cfg", "current.bak"])
         # Nothing to store: accepted, nothing written, and the files go.
         board.set_faults()
-        for request in (b"<MODEM_INFO/>", b"<OTHER><MODEL_NUM>M</MODEL_NUM></OTHER>",
-                        identity_xml(("UNKNOWN", "x"))):
+        for request, effects in ((b"<MODEM_INFO/>", []),
+                                 (b"<OTHER><MODEL_NUM>M</MODEL_NUM></OTHER>", []),
+                                 (identity_xml(("UNKNOWN", "x")), self.upload_effects(end=None))):
             self.saved_files(board, put=True)
+            mark = board.mark()
             self.assertEqual(c.upload(NAME, request), ack(1))
+            self.assertEqual(board.since(mark), Effects(effects))
             self.assertEqual(self.saved_files(board), [])
-        self.assertEqual(board.read("cfg/ProductionData.tsv"), before)
+        self.assertEqual(board.table("ProductionData"), before)
         # A store element without text is stored empty.
         self.assertEqual(c.upload(NAME, identity_xml(("MODEL_NUM", None))), ack(1))
-        self.assertEqual(self.production(board), [""] + DEFAULT_ROW[1:])
+        self.assertEqual(board.table("ProductionData"), [[""] + before[0][1:]])
 
 
 class HostileValueTest(IdentityTest):
@@ -220,32 +263,31 @@ class HostileValueTest(IdentityTest):
                   ("PROD_REV", long_value), ("E_164", "\u00e9\u00fc"),
                   ("BOOT_DELAY", "5; touch /tmp/pwned3 $(reboot)")]
         body = identity_xml(*values)
+        mark = board.mark()
         self.assertEqual(c.upload(NAME, body), ack(len(body) // 512 + 1))
+        self.assertEqual(board.since(mark), Effects(self.upload_effects([5])))
         # The parser's own rules: entities decoded, a line feed as "\r\n".
-        self.assertEqual(self.production(board), [
+        self.assertEqual(board.table("ProductionData"), [[
             "a\tb \\t c\\\\d", "x; touch /tmp/pwned; $(touch /tmp/pwned2) `id` | & <>",
             "line1\r\nline2", "'single' \"double\" \"q\"", long_value,
-            "\u00e9\u00fc".encode().decode("latin-1")])
-        self.assertEqual(self.shell_events(board),
-                         ["shell uboot_env --set --name bootdelay --value 5"])
+            "\u00e9\u00fc".encode().decode("latin-1")]])
         for name in ("pwned", "pwned2", "pwned3"):
             self.assertFalse(board.exists("root/tmp/" + name))
-        content, _ = c.download(NAME)
-        self.assertIn(("      %s\r\n" % long_value).encode(), content)
+        self.check_report(board, c)
         # A repeated element is written twice, in document order; the boot
         # delay is the decimal conversion of its text.
         self.assertEqual(c.upload(NAME, identity_xml(
             ("SERIAL_NUM", "one"), ("serial_num", "x"), ("SERIAL_NUM", "two"))), ack(1))
-        self.assertEqual(self.production(board)[1], "two")
+        self.assertEqual(board.table("ProductionData")[0][1], "two")
         for text, value in (("abc", 0), ("-3", -3), ("99999999999999999999", 2147483647)):
+            mark = board.mark()
             self.assertEqual(c.upload(NAME, identity_xml(("BOOT_DELAY", text))), ack(1))
-            self.assertEqual(self.shell_events(board)[-1],
-                             "shell uboot_env --set --name bootdelay --value %d" % value)
+            self.assertEqual(board.since(mark), Effects(self.upload_effects([value], end=None)))
         # A value the store refuses (over 4095 bytes) fails the whole request.
-        before = board.read("cfg/ProductionData.tsv")
+        before = board.table("ProductionData")
         self.assertEqual(c.upload(NAME, identity_xml(("MODEL_NUM", "ok"),
                                                      ("SERIAL_NUM", "9" * 5000))), WRITE_FAILED)
-        self.assertEqual(board.read("cfg/ProductionData.tsv"), before)
+        self.assertEqual(board.table("ProductionData"), before)
 
 
 class CrashTest(IdentityTest):
@@ -260,23 +302,23 @@ class CrashTest(IdentityTest):
         # first 100 ms lands between two of them.
         board.set_faults("cfg stall ProductionData")
         started = "shell switch_utility RegisterSet 0xc50 0x1805"
-        current, outcomes = DEFAULT_ROW, set()
+        current, outcomes = board.table("ProductionData"), set()
         for i in range(12):
-            new = ["%s-%d" % (f, i) for f in FIELDS]
+            new = [["%s-%d" % (f, i) for f in FIELDS]]
             c = board.client()
             try:
                 c.wrq(NAME)
                 c.expect(ack(0))
-                c.data(1, identity_xml(*zip(FIELDS, new)))
+                c.data(1, identity_xml(*zip(FIELDS, new[0])))
                 # Even uploads are killed among the writes, odd ones after them.
                 time.sleep(rng.uniform(0, 0.1) if i % 2 == 0 else 0.3 * SLACK)
                 board.stop()
             finally:
                 c.close()
-            row = self.production(board)
-            self.assertIn(row, (current, new), "mixed identity after kill %d" % i)
-            outcomes.add(row == new)
-            current = row
+            rows = board.table("ProductionData")
+            self.assertIn(rows, (current, new), "mixed identity after kill %d" % i)
+            outcomes.add(rows == new)
+            current = rows
             runs = board.events().count(started)
             board.start(wait_ready=False)
             board.wait_for(lambda: board.events().count(started) > runs, 10 * SLACK,

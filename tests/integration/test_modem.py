@@ -20,6 +20,10 @@ WORKING = {"CGMR": "CLM7455_02.24.05.06 r7040", "IMEI": "359072060123456",
            "MODEL": "CLM-7455", "SIM": "READY", "ANT": ANT}
 NOTHING = {"CGMR": "", "IMEI": "", "MODEL": "", "SIM": FAILED_SIM, "ANT": ""}
 UNLOCK, SIGNAL = 'modem AT!entercnd="K418"', "modem At!dalgrxagc?"
+# The line as the driver sees it set: raw, 115200 baud 8N1, modem lines
+# ignored, reads returning after 2 s without data.
+LINE = ("tty /dev/ttyUSB1 TCSETA speed B115200 size CS8 cflag CREAD|HUPCL|CLOCAL iflag IGNBRK "
+        "oflag 0 lflag 0 vmin 0 vtime 20")
 
 SIGNAL_ANSWER = "command At!dalgrxagc?\nsend 0 \\r\\nRx0:  AGC: -62.5\\r\\nRx1:  AGC: -70.1\\r\\n\\r\\nOK\\r\\n\n"
 UNLOCK_ANSWER = 'command AT!entercnd="K418"\nsend 0 \\r\\nOK\\r\\n\n'
@@ -98,11 +102,12 @@ class ModemTest(BoardTest):
         return content
 
     def modem_events(self, board, since, count=0):
-        """The modem's commands since an events mark. A report can end
-        before the simulator has read its last command (the answer was
-        already waiting in the port), so wait for `count` of them."""
+        """The line's settings and the modem's commands since an events
+        mark. A report can end before the simulator has read its last
+        command (the answer was already waiting in the port), so wait for
+        `count` of them."""
         def events():
-            return [e for e in board.events()[since:] if e.startswith("modem ")]
+            return [e for e in board.events()[since:] if e.startswith(("modem ", "tty "))]
         board.wait_for(lambda: len(events()) >= count, 5 * SLACK, "modem commands missing")
         return events()
 
@@ -116,14 +121,14 @@ class ModemTest(BoardTest):
                 mark = len(board.events())
                 self.assertEqual(self.download(c, MOBILE), mobile_report(mobile))
                 # One identity exchange per element, in the template's order.
-                self.assertEqual(self.modem_events(board, mark, 6), ["modem ATI"] * 3 + [
+                self.assertEqual(self.modem_events(board, mark, 7), [LINE] + ["modem ATI"] * 3 + [
                     "modem AT+CPIN?", UNLOCK, SIGNAL])
                 # Each report opens a port that starts afresh; the unlock is
                 # sent again for every antenna read.
                 self.start_modem(board)
                 mark = len(board.events())
                 self.assertEqual(self.download(c, ANTENNA), antenna_report(ant))
-                self.assertEqual(self.modem_events(board, mark, 2), [UNLOCK, SIGNAL])
+                self.assertEqual(self.modem_events(board, mark, 3), [LINE, UNLOCK, SIGNAL])
                 self.assertEqual(self.download(c, b"FTM_Progress.xml"), PROGRESS)
         self.assertRegex(board.read("syslog"), r"\ndebug \\nXMLS_GetMobileInfoCM:\d+: Got Just "
                                                r"Ok No Data\n")
