@@ -12,6 +12,7 @@ test also records the board's address, serial number and MAC address as
 properties in the JUnit XML (--junitxml). After each test the board leaves
 test mode."""
 
+import contextlib
 import json
 import os
 import shlex
@@ -71,12 +72,25 @@ def _units(config):
             raise pytest.UsageError("a unit is BOARD SERIAL MAC: %r" % line)
         units[board] = tuple(fields)
     if config.getoption("ftm_scan"):
-        capman = config.pluginmanager.getplugin("capturemanager")
-        with capman.global_and_fixture_disabled():
+        with _console(config):
             for board in config.getoption("ftm_board"):
                 if board not in units:
                     units[board] = (_scan("serial number", board), _scan("MAC address", board))
     return units
+
+
+@contextlib.contextmanager
+def _console(config):
+    """Standard input and output as they were before pytest captured them."""
+    capman = config.pluginmanager.getplugin("capturemanager")
+    if capman is None:
+        yield
+        return
+    capman.suspend_global_capture(in_=True)
+    try:
+        yield
+    finally:
+        capman.resume_global_capture()
 
 
 def _scan(what, board):
@@ -190,10 +204,9 @@ def _terminal(config):
     """The person at the station, when one can answer: not in a worker."""
     if hasattr(config, "workerinput") or not sys.stdin.isatty():
         return None
-    capman = config.pluginmanager.getplugin("capturemanager")
 
     def ask(prompt):
-        with capman.global_and_fixture_disabled():
+        with _console(config):
             return input(prompt)
     return ask
 

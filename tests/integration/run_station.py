@@ -55,20 +55,25 @@ def postgres(work):
     return "postgresql://postgres@127.0.0.1:%d/postgres" % port, stop
 
 
-def view_rows(url):
-    """The live view's table rows as a headless Chromium shows them."""
+def view_rows(*urls):
+    """The table rows of each page of the live view as a headless Chromium
+    shows them."""
     from selenium import webdriver
     from selenium.webdriver.chrome.service import Service
-    from selenium.webdriver.common.by import By
     options = webdriver.ChromeOptions()
     for arg in ("--headless", "--no-sandbox", "--disable-dev-shm-usage", "--disable-gpu"):
         options.add_argument(arg)
     driver = webdriver.Chrome(options=options,
                               service=Service("/usr/bin/chromedriver"))
+    pages = []
     try:
-        driver.get(url)
-        return [[td.text for td in tr.find_elements(By.TAG_NAME, "td")]
-                for tr in driver.find_elements(By.CSS_SELECTOR, "table tr")[1:]]
+        for url in urls:
+            driver.get(url)
+            # In one script: the page refreshes itself every second.
+            pages.append(driver.execute_script(
+                "return Array.from(document.querySelectorAll('table tr')).slice(1).map("
+                "tr => Array.from(tr.querySelectorAll('td')).map(td => td.innerText.trim()))"))
+        return pages
     finally:
         driver.quit()
 
@@ -167,21 +172,39 @@ def main(test_file):
                "-p", "no:cacheprovider", "-n", "2", "--dist", "loadgroup", "--junitxml", junit,
                "-q", "--ftmctl", " ".join(ftmboard.program("ftmctl")),
                "--ftm-timescale", str(ftmboard.TIMESCALE), "--ftm-log", out,
-               "--ftm-units", os.path.join(out, "units.txt"),
                "--ftm-answers", os.path.join(out, "answers.txt"), test_file]
-        cmd += ["--ftm-db", url, "--ftm-view", str(view)] if check else []
+        # The example takes the first unit from the command line and the
+        # second from a scanner on standard input; the check, from a file.
+        if check:
+            cmd += ["--ftm-units", os.path.join(out, "units.txt"), "--ftm-db", url,
+                    "--ftm-view", str(view)]
+        else:
+            cmd += ["--ftm-unit", "%s=%s,%s" % ((addresses[0],) + units[addresses[0]]),
+                    "--ftm-scan"]
         for a in addresses:
             cmd += ["--ftm-board", a]
-        run = subprocess.Popen(cmd, env=env)
+        run = subprocess.Popen(cmd, env=env, stdin=subprocess.PIPE, text=True)
+        run.stdin.write("" if check else "%s\n%s\n" % units[addresses[1]])
+        run.stdin.close()
         if check:
             if not wait_for_steps(url, "test_operator_and_wps"):
                 run.kill()
                 return "the boards never reached the WPS step"
-            rows = view_rows("http://127.0.0.1:%d/" % view)
-            want = [[a, units[a][0], units[a][1], "test_operator_and_wps", "running",
-                     "FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM = 2.0 Mbit/s (30..200)" if i else ""]
-                    for i, a in enumerate(addresses)]
-            if rows != sorted(want):
+            slow = [r["id"] for r in record.export_json(record.engine_for(url))
+                    if r["board"] == addresses[1]][0]
+            rows = view_rows("http://127.0.0.1:%d/" % view,
+                             "http://127.0.0.1:%d/board/%d" % (view, slow))
+            want = [sorted([a, units[a][0], units[a][1], "test_operator_and_wps", "running",
+                            "FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM = 2.0 Mbit/s (30..200)" if i else ""]
+                           for i, a in enumerate(addresses)),
+                    [[n, "pass", "", "", "", ""] for n in CHECK[:4]] +
+                    [["test_line_speed", "fail", "", "", "", "ftm_station.client.OutOfLimits: "
+                      "FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM = 2.0 Mbit/s outside 30..200"],
+                     ["", "fail", "FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM", "2.0 Mbit/s", "30..200", ""],
+                     ["test_operator_and_wps", "running", "", "", "", ""],
+                     ["", "pass", "label-ok", "yes", "", ""],
+                     ["", "pass", "press-wps", "done", "", ""]]]
+            if rows != want:
                 run.kill()
                 return "live view shows %r, not %r" % (rows, want)
             for b in boards:
