@@ -202,8 +202,11 @@ bool NothingListens(const sockaddr_in& board) {
       const std::string address = local.substr(0, colon);
       // IPv6 sockets on the port may take IPv4 datagrams: count them all.
       if (address.size() != 8) return false;
+      // The kernel writes the address in its own byte order, which is not
+      // this program's under an emulator: either order matches.
       const uint32_t bound = static_cast<uint32_t>(std::strtoul(address.c_str(), nullptr, 16));
-      if (bound == 0 || bound == board.sin_addr.s_addr) return false;
+      const uint32_t mine = board.sin_addr.s_addr;
+      if (bound == 0 || bound == mine || bound == __builtin_bswap32(mine)) return false;
     }
   }
   return readable;
