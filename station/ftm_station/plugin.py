@@ -138,7 +138,8 @@ class _Station:
                 info = {}
             passed = address not in self.failed and bool(info)
             self.recorder.end_run(run, "pass" if passed else "fail",
-                                  info.get("MODEM_INFO/SERIAL_NUM"), info.get("MODEM_INFO/MAC_ADDR"))
+                                  info.get("MODEM_INFO/SERIAL_NUM"),
+                                  info.get("MODEM_INFO/MAC_ADDR"))
 
 
 def pytest_configure(config):

@@ -46,7 +46,8 @@ BOARD = """{% extends "page" %}{% block body %}
 given {{ run.serial or "" }} {{ run.mac or "" }}, read back {{ run.serial_read or "" }}
 {{ run.mac_read or "" }}</p>
 <table id="steps">
-<tr><th>step</th><th>verdict</th><th>measurement</th><th>value</th><th>limits</th><th>message</th></tr>
+<tr><th>step</th><th>verdict</th><th>measurement</th><th>value</th><th>limits</th>
+<th>message</th></tr>
 {% for s in steps %}
 <tr class="{{ s.verdict }}"><td>{{ s.name }}</td><td>{{ s.verdict }}</td><td></td><td></td><td></td>
 <td>{{ s.message or "" }}</td></tr>
