@@ -122,9 +122,10 @@ class Board:
 
     # -- operator steps -------------------------------------------------------
     def wait_button(self, which, state, timeout=30):
-        """Until the board shows the button (wps, reset, wifi) open or
-        closed; Refused when it does not within `timeout` seconds."""
-        return self.run("wait", "button", which, state, "--timeout", timeout)
+        """Until the board shows the button (wps, reset) or the wifi switch
+        open or closed; Refused when it does not within `timeout` seconds."""
+        kind = "switch" if which == "wifi" else "button"
+        return self.run("wait", kind, which, state, "--timeout", timeout)
 
     # -- requests -------------------------------------------------------------
     def identity(self, verify=None, **fields):

@@ -102,6 +102,8 @@ class FtmctlRequestsTest(FtmctlCase):
         board.write("gpio/43", "1\n")
         r = self.ftmctl(board.port, "wait", "button", "wps", "closed", "--timeout", "5")
         self.assertRegex(r.stdout.decode(), r"^button wps CLOSED after \d+\.\d s\n$")
+        r = self.ftmctl(board.port, "wait", "switch", "wifi", "closed", "--timeout", "5")
+        self.assertRegex(r.stdout.decode(), r"^switch wifi CLOSED after \d+\.\d s\n$")
         got = json.loads(self.ftmctl(board.port, "--json", "cfg", "leds=off", "led.WAN_LED=on",
                                      "--verify").stdout)
         self.assertEqual([(s["setting"], s["applied"]) for s in got["verify"]],

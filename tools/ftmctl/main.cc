@@ -53,10 +53,10 @@ const char* const kReports[] = {"FTM_ModemInfo.xml",   "FTM_TestModeOp.xml", "FT
 
 // The inputs `wait` watches: the element of "FTM_TestModeCfg.xml" that
 // shows each.
-const char* const kInputs[][2] = {
-    {"wps", "TEST_CONFIG/WPS_SWITCH/WPS_SW_STATUS"},
-    {"reset", "TEST_CONFIG/RESET_SWITCH/RESET_SW_STATUS"},
-    {"wifi", "TEST_CONFIG/WIFI_PWR_SWITCH/WIFI_PWR_STATUS"},
+const char* const kInputs[][3] = {
+    {"button", "wps", "TEST_CONFIG/WPS_SWITCH/WPS_SW_STATUS"},
+    {"button", "reset", "TEST_CONFIG/RESET_SWITCH/RESET_SW_STATUS"},
+    {"switch", "wifi", "TEST_CONFIG/WIFI_PWR_SWITCH/WIFI_PWR_STATUS"},
 };
 
 constexpr char kUsage[] =
@@ -66,7 +66,7 @@ constexpr char kUsage[] =
     "                             FTM_TestModeCfg.xml FTM_Statistics.xml FTM_Stats_4port.xml\n"
     "                             FTM_MobileInfo.xml FTM_AntennaInfo.xml\n"
     "  get REPORT --expect PATH=LOW..HIGH   a number of the report within limits\n"
-    "  wait button wps|reset|wifi open|closed [--timeout SECONDS]\n"
+    "  wait button wps|reset open|closed | wait switch wifi open|closed [--timeout SECONDS]\n"
     "                             until the board shows the input so (default 30 s)\n"
     "Uploads:\n"
     "  put FILE [--as NAME]       any file, under its own name or NAME\n"
@@ -384,17 +384,18 @@ int Station::Expect(const Json& numbers) {
   return kAccepted;
 }
 
-// `wait button NAME open|closed`: reads "FTM_TestModeCfg.xml" until the
+// `wait button|switch NAME open|closed`: reads "FTM_TestModeCfg.xml" until the
 // input shows the state or the time is up.
 int Station::Wait() {
   const std::vector<std::string>& w = options_.words;
   std::string path;
   for (const auto& input : kInputs) {
-    if (w.size() == 4 && w[2] == input[0]) path = input[1];
+    if (w.size() == 4 && w[1] == input[0] && w[2] == input[1]) path = input[2];
   }
   const std::string want = w.size() == 4 ? Upper(w[3]) : "";
-  if (w.size() != 4 || w[1] != "button" || path.empty() || (want != "OPEN" && want != "CLOSED")) {
-    return Fail(kBadArguments, "wait takes: button wps|reset|wifi open|closed");
+  if (path.empty() || (want != "OPEN" && want != "CLOSED")) {
+    return Fail(kBadArguments,
+                "wait takes: button wps|reset open|closed, or switch wifi open|closed");
   }
   if (NothingListens(board_)) return Closed();
   const double limit = options_.timeout > 0 ? options_.timeout : kWaitDefault;
@@ -413,12 +414,12 @@ int Station::Wait() {
     result_["got"] = got;
     result_["seconds"] = std::round(waited * 10) / 10;
     char line[160];
-    std::snprintf(line, sizeof line, "button %s %s after %.1f s", w[2].c_str(), got.c_str(),
-                  waited);
+    std::snprintf(line, sizeof line, "%s %s %s after %.1f s", w[1].c_str(), w[2].c_str(),
+                  got.c_str(), waited);
     if (got == want) return Succeed(line);
     if (waited >= limit) {
-      std::snprintf(line, sizeof line, "button %s stayed %s for %g s", w[2].c_str(), got.c_str(),
-                    limit);
+      std::snprintf(line, sizeof line, "%s %s stayed %s for %g s", w[1].c_str(), w[2].c_str(),
+                    got.c_str(), limit);
       return Fail(kRefused, line);
     }
     ::usleep(static_cast<useconds_t>(std::max(0.02, kWaitPoll * options_.timescale) * 1e6));
