@@ -110,7 +110,8 @@ class Board:
         passed = number is not None and (low is None or number >= low) and \
             (high is None or number <= high)
         if self.on_measure is not None:
-            self.on_measure(name, number, str(value), low, high, unit, passed)
+            self.on_measure(name, number, "" if value is None else str(value), low, high, unit,
+                            passed)
         if not passed:
             raise OutOfLimits("%s = %s %s outside %s..%s" % (
                 name, value, unit, "" if low is None else low, "" if high is None else high))
