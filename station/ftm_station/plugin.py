@@ -8,8 +8,9 @@ Each board's run is recorded in a database (--ftm-db; SQLite file
 "ftm-record.sqlite" beside the JUnit XML by default): one run per board with
 the serial number and MAC address as given and as read back at the end,
 each test a step, each measurement and operator answer a measurement. Each
-test also records the board's address, serial number and MAC address as
-properties in the JUnit XML (--junitxml). After each test the board leaves
+test also records the board's address, serial number and MAC address, and
+each measurement ("NAME = VALUE UNIT pass"), as properties in the JUnit XML
+(--junitxml). After each test the board leaves
 test mode."""
 
 import contextlib
@@ -232,8 +233,10 @@ def board(request):
     step = station.recorder.start_step(run, request.node.originalname)
 
     def measured(name, value, text, low, high, unit, passed):
-        station.recorder.measure(run, step, name, value, text, low, high, unit,
-                                 "pass" if passed else "fail")
+        verdict = "pass" if passed else "fail"
+        station.recorder.measure(run, step, name, value, text, low, high, unit, verdict)
+        request.node.user_properties.append(
+            ("measurement", "%s = %s%s %s" % (name, text, " " + unit if unit else "", verdict)))
 
     def answered(key, prompt, answer, passed):
         measured(key, None, answer, None, None, "", passed)
