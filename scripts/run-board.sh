@@ -20,8 +20,14 @@ port=${2:-6969}
 "$top/scripts/setup.sh"
 # A build of its own, without the tests: the daemon and every host tool.
 echo "building (build/demo) ..."
-cmake --preset host -S "$top" -B "$top/build/demo" -DFTM_TESTS=OFF -DFTM_BENCH=OFF >/dev/null
-cmake --build "$top/build/demo" >/dev/null
+mkdir -p "$top/build"
+log=$top/build/demo-build.log
+if ! { cmake --preset host -S "$top" -B "$top/build/demo" -DFTM_TESTS=OFF -DFTM_BENCH=OFF &&
+       cmake --build "$top/build/demo" -j2; } >"$log" 2>&1; then
+  tail -n 30 "$log"
+  echo "run-board: the build failed (whole output: $log)"
+  exit 1
+fi
 bin=$top/build/demo/bin
 
 rm -rf "$board"
@@ -35,15 +41,19 @@ echo "start-up: the daemon power-cycles the LTE modem first (20 s of board time)
 daemon=$!
 trap 'kill $daemon 2>/dev/null; wait $daemon 2>/dev/null; exit 0' INT TERM
 
-# Show the board's events as start-up makes them, until the daemon serves.
+# Show the board's events as start-up makes them, until the daemon serves,
+# and how long it has been waiting while the board is quiet.
 shown=0
+ticks=0
 while ! grep -q "RegisterSet 0xc50" "$board/events.log" 2>/dev/null; do
   kill -0 $daemon 2>/dev/null || { echo "ftmd stopped:"; cat "$board/ftmd.out"; exit 1; }
-  count=$(wc -l < "$board/events.log")
+  count=$(wc -l < "$board/events.log" 2>/dev/null || echo 0)
   if [ "$count" -gt "$shown" ]; then
     sed -n "$((shown + 1)),${count}p" "$board/events.log" | sed 's/^/  event: /'
     shown=$count
   fi
+  ticks=$((ticks + 1))
+  [ $((ticks % 10)) -eq 0 ] && echo "  ... starting up, $((ticks / 5)) s"
   sleep 0.2
 done
 sed -n "$((shown + 1)),\$p" "$board/events.log" | sed 's/^/  event: /'

@@ -2,8 +2,10 @@
 # Installs what building and testing ftmd needs on a Debian 12 machine:
 # compilers (host, clang for the fuzzers, big-endian MIPS), qemu for the MIPS
 # tests, GoogleTest sources, and the real TFTP clients and reference server
-# the tests and benchmarks talk to, the JSON library of ftmctl and pytest for
-# the station plugin, and shellcheck for the board's start-up scripts.
+# the tests and benchmarks talk to, the JSON library of ftmctl; for the
+# station package pytest, SQLAlchemy with SQLite and PostgreSQL (the server
+# too, for the tests), Flask for the live view and headless Chromium with
+# Selenium to test it; and shellcheck for the board's start-up scripts.
 # Installs only what is missing.
 set -eu
 
@@ -11,7 +13,8 @@ packages="cmake ninja-build g++ clang libclang-rt-14-dev clang-format
   g++-mips-linux-gnu qemu-user googletest python3 iproute2 util-linux
   curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu
   libsimpleini-dev nlohmann-json3-dev python3-pytest python3-pytest-xdist
-  shellcheck"
+  python3-sqlalchemy python3-psycopg2 postgresql python3-flask chromium chromium-driver
+  python3-selenium shellcheck"
 
 missing=""
 for p in $packages; do

@@ -1,5 +1,8 @@
-"""Station scripts for ftmd boards: the `board` fixture and its client."""
+"""Station scripts for ftmd boards: the `board` fixture and its client, the
+operator's prompts and the record of every board."""
 
-from ftm_station.client import Board, BoardError, NoAnswer, Refused
+from ftm_station.client import Board, BadArguments, BoardError, NoAnswer, OutOfLimits, Refused
+from ftm_station.operator import Operator, NoOperatorAnswer
 
-__all__ = ["Board", "BoardError", "NoAnswer", "Refused"]
+__all__ = ["Board", "BadArguments", "BoardError", "NoAnswer", "NoOperatorAnswer", "Operator",
+           "OutOfLimits", "Refused"]

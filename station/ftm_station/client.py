@@ -1,5 +1,7 @@
 """One board driven through `ftmctl --json`: every call runs ftmctl once and
-returns its JSON result; a refusal or a silent board raises."""
+returns its JSON result; a refusal or a silent board raises, and so do
+arguments ftmctl will not send. Measurements go to `on_measure` (the
+plugin records them)."""
 
 import json
 import shlex
@@ -25,6 +27,27 @@ class NoAnswer(BoardError):
     """Exit status 2: no answer, or an answer that settles nothing."""
 
 
+class BadArguments(ValueError):
+    """Exit status 3: ftmctl refused the arguments; nothing was sent."""
+
+    def __init__(self, result):
+        self.result = result
+        self.status = result.get("status")
+        self.message = result.get("message", "")
+        super().__init__("%s: %s" % (result.get("command"), self.message))
+
+
+class OutOfLimits(AssertionError):
+    """A measurement outside its limits (or not a number)."""
+
+
+def _number(text):
+    try:
+        return float(text)
+    except (TypeError, ValueError):
+        return None
+
+
 class Board:
     """A board at HOST[:PORT]. Typed commands read their request back
     (--verify) unless verify=False is given."""
@@ -36,6 +59,9 @@ class Board:
         self.extra = list(extra)
         self.verify = verify
         self.on_identity = None  # called with MODEM_INFO values after identity()
+        # Called with (name, value, text, low, high, unit, passed) for each
+        # measurement.
+        self.on_measure = None
 
     def run(self, *args, check=True):
         cmd = self.ftmctl + ["--board", self.address, "--json"] + self.extra + [str(a) for a in args]
@@ -46,6 +72,8 @@ class Board:
             result = {"command": args[0] if args else "", "status": done.returncode,
                       "result": "bad arguments", "message": done.stderr.strip()}
         result["status"] = done.returncode
+        if done.returncode == 3:
+            raise BadArguments(result)
         if check and done.returncode == 1:
             raise Refused(result)
         if check and done.returncode != 0:
@@ -65,9 +93,40 @@ class Board:
     def modem_info(self):
         return self.get("FTM_ModemInfo.xml")
 
+    def numbers(self, report):
+        """The report's measurements as numbers: counters, rates, margins,
+        the antenna levels one per label ("MOBILE_INFO/ANT/Main")."""
+        return self.run("get", report)["numbers"]
+
     def active_tests(self):
         values = self.get("FTM_TestModeOp.xml")
         return [p.split("/", 1)[1] for p in values if p.startswith("ACTIVE_TEST/")]
+
+    # -- measurements ---------------------------------------------------------
+    def measure(self, name, value, low=None, high=None, unit=""):
+        """Records a value with its limits; raises OutOfLimits when it is
+        not a number or outside them. Returns the value as a number."""
+        number = value if isinstance(value, (int, float)) else _number(value)
+        passed = number is not None and (low is None or number >= low) and \
+            (high is None or number <= high)
+        if self.on_measure is not None:
+            self.on_measure(name, number, "" if value is None else str(value), low, high, unit,
+                            passed)
+        if not passed:
+            raise OutOfLimits("%s = %s %s outside %s..%s" % (
+                name, value, unit, "" if low is None else low, "" if high is None else high))
+        return number
+
+    def expect(self, report, path, low=None, high=None, unit=""):
+        """A number of a report, measured against its limits."""
+        return self.measure(path, self.numbers(report).get(path), low, high, unit)
+
+    # -- operator steps -------------------------------------------------------
+    def wait_button(self, which, state, timeout=30):
+        """Until the board shows the button (wps, reset) or the wifi switch
+        open or closed; Refused when it does not within `timeout` seconds."""
+        kind = "switch" if which == "wifi" else "button"
+        return self.run("wait", kind, which, state, "--timeout", timeout)
 
     # -- requests -------------------------------------------------------------
     def identity(self, verify=None, **fields):

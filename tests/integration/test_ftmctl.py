@@ -12,7 +12,7 @@ import tempfile
 import threading
 import unittest
 
-from ftmboard import BoardTest, SLACK, TIMESCALE, program
+from ftmboard import BoardTest, SLACK, TIMESCALE, free_port, program
 from ftmreports import PROGRESS, TESTMODEOP
 
 
@@ -36,6 +36,11 @@ def paths(report):
             if m.group(3):
                 attributes["/".join(stack)] = dict(re.findall(r' (\w+)="([^"]*)"', m.group(3)))
     return values, attributes
+
+
+REPORTS = ["FTM_ModemInfo.xml", "FTM_TestModeOp.xml", "FTM_Progress.xml", "FTM_TestModeCfg.xml",
+           "FTM_Statistics.xml", "FTM_Stats_4port.xml", "FTM_MobileInfo.xml",
+           "FTM_AntennaInfo.xml"]
 
 
 def doc(*lines):
@@ -191,13 +196,18 @@ class FtmctlTest(FtmctlCase):
         silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.addCleanup(silent.close)
         silent.bind(("127.0.0.1", 0))
+        closed = free_port()
         cases = [
-            (board.port, ["get", "ftm_modeminfo.xml"], 1, b"File Not Supported\n"),
+            (board.port, ["get", "ftm_modeminfo.xml"], 3, b"ftmctl: the board serves no report "
+             b"ftm_modeminfo.xml (reports: " + " ".join(REPORTS).encode() + b")\n"),
             (board.port, ["put", refused], 1, b"File Not Supported\n"),
             (board.port, ["put", refused, "--as", "FTM_Progress.xml"], 1, b"File Not Supported\n"),
             (board.port, ["identity", "serial=SN1", "--verify"], 0, b""),
             (silent.getsockname()[1], ["get", "FTM_Progress.xml"], 2,
-             b"ftmctl: no answer from the board for FTM_Progress.xml\n"),
+             b"ftmctl: no answer from the board at 127.0.0.1:%d for FTM_Progress.xml\n"
+             % silent.getsockname()[1]),
+            (closed, ["enter", "LED"], 2, b"ftmctl: no answer from the board at "
+             b"127.0.0.1:%d: nothing listens on that UDP port\n" % closed),
         ]
         for port, args, status, stderr in cases:
             with self.subTest(args=args):
@@ -240,8 +250,8 @@ class FtmctlTest(FtmctlCase):
         self.addCleanup(lambda: subprocess.run(["rm", "-rf", logs]))
         self.assertEqual(self.ftmctl(board.port, "--log", logs, "identity",
                                      "serial=SN/8 x").returncode, 0)
-        self.assertEqual(self.ftmctl(board.port, "--log", logs, "get",
-                                     "FTM_Nothing.xml").returncode, 1)
+        self.assertEqual(self.ftmctl(board.port, "--log", logs, "enter",
+                                     "THROUGHPUT").returncode, 1)
         self.assertEqual(os.listdir(logs), ["SN_8_x.log"])
         with open(os.path.join(logs, "SN_8_x.log")) as f:
             lines = f.read().splitlines()
@@ -251,8 +261,8 @@ class FtmctlTest(FtmctlCase):
         text = [re.sub(stamp, "", line) for line in lines]
         self.assertIn("> WRQ FTM_ModemInfo.xml", text)
         self.assertIn("result: 0 accepted", text)
-        self.assertIn('< ERROR 0 "File Not Supported"', text)
-        self.assertIn("result: 1 refused: File Not Supported", text)
+        self.assertIn('< ERROR 0 "No Command Found"', text)
+        self.assertIn("result: 1 refused: No Command Found", text)
 
 
 def ACK1(data):

@@ -61,6 +61,58 @@ class FtmctlRequestsTest(FtmctlCase):
                       b"failure: the settings before the refused one may already be applied "
                       b"(--verify tells which)\n", r.stderr)
 
+    def test_station_answers(self):
+        """What a station sees for each kind of command: a line for every
+        success, a refusal of --verify where no report shows the request,
+        --name=value, waits for a button, limits on a report's numbers."""
+        board = self.board()
+        board.set_faults("cfg session")  # a fresh board has no message yet
+        board.write("gpio/43", "0\n")  # the WPS button released
+        no_verify = "ftmctl: --verify: no report of the board shows %s; leave out --verify and " \
+                    "read a report instead\n"
+        cases = [
+            (["identity", "model=M"], 1, "",
+             "ftmctl: the board refused FTM_ModemInfo.xml with an empty message (ERROR 0)\n"),
+            (["--timeout=2", "led", "WAN_LED", "on", "--verify"], 0,
+             "accepted: led.WAN_LED=on (FTM_TestModeCfg.xml, read back)\n", ""),
+            (["port", "1", "off", "2", "on"], 0,
+             "accepted: 1=off, 2=on (FTM_Stats_4port.xml)\n", ""),
+            (["port", "1", "off", "--verify"], 3, "", no_verify % "1=off"),
+            (["leds", "off", "--verify"], 3, "", no_verify % "leds=off"),
+            (["voice", "HOOK_1", "on", "--verify"], 3, "", no_verify % "voice.HOOK_1=on"),
+            (["--verify=yes", "leave"], 3, "", "ftmctl: --verify takes no value\n"),
+            (["wait", "button", "wps", "closed", "--timeout", "0.2"], 1, "",
+             "ftmctl: button wps stayed OPEN for 0.2 s\n"),
+            # The distinct board's DSL margin is the text "Xcvr.0.14".
+            (["get", "FTM_Statistics.xml", "--expect=FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM=30..200",
+              "--expect", "FTM_STATS/DSL/DSL_SPEED_UPSTREAM=..-1", "--expect",
+              "FTM_STATS/DSL/DSL_MARGIN_DOWNSTREAM=6.."], 1,
+             "FTM_STATS/DSL/DSL_SPEED_DOWNSTREAM = 130.016 (30..200) pass\n"
+             "FTM_STATS/DSL/DSL_SPEED_UPSTREAM = 130.017 (..-1) FAIL\n"
+             "FTM_STATS/DSL/DSL_MARGIN_DOWNSTREAM = no number (6..) FAIL\n",
+             "ftmctl: outside the limits: FTM_STATS/DSL/DSL_SPEED_UPSTREAM = 130.017, "
+             "FTM_STATS/DSL/DSL_MARGIN_DOWNSTREAM = no number\n"),
+        ]
+        for args, status, stdout, stderr in cases:
+            with self.subTest(args=args):
+                r = self.ftmctl(board.port, *args)
+                self.assertEqual((r.returncode, r.stdout.decode(), r.stderr.decode().split(
+                    "usage:")[0]), (status, stdout, stderr))
+            board.set_faults()
+        board.write("gpio/43", "1\n")
+        r = self.ftmctl(board.port, "wait", "button", "wps", "closed", "--timeout", "5")
+        self.assertRegex(r.stdout.decode(), r"^button wps CLOSED after \d+\.\d s\n$")
+        r = self.ftmctl(board.port, "wait", "switch", "wifi", "closed", "--timeout", "5")
+        self.assertRegex(r.stdout.decode(), r"^switch wifi CLOSED after \d+\.\d s\n$")
+        got = json.loads(self.ftmctl(board.port, "--json", "cfg", "leds=off", "led.WAN_LED=on",
+                                     "--verify").stdout)
+        self.assertEqual([(s["setting"], s["applied"]) for s in got["verify"]],
+                         [("leds=off", None), ("led.WAN_LED=on", True)])
+        got = json.loads(self.ftmctl(board.port, "--json", "get", "FTM_Stats_4port.xml").stdout)
+        self.assertEqual({p: v for p, v in got["numbers"].items() if "PORT_1/" in p},
+                         {"ETHERNET/PORT_1/ETH_IN": int(got["values"]["ETHERNET/PORT_1/ETH_IN"]),
+                          "ETHERNET/PORT_1/ETH_OUT": int(got["values"]["ETHERNET/PORT_1/ETH_OUT"])})
+
 
 if __name__ == "__main__":
     unittest.main()
