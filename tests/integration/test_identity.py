@@ -7,9 +7,6 @@ moment never leaves a half-written table."""
 
 import os
 import random
-import shutil
-import subprocess
-import tempfile
 import time
 import unittest
 
@@ -115,44 +112,33 @@ class IdentityTest(BoardTest):
         return [n for n in ("current.cfg", "current.bak") if board.exists("root/PRST/" + n)]
 
 
-class StationTest(IdentityTest):
-    def test_write_and_read_back_with_real_clients(self):
+class ReportTest(IdentityTest):
+    def test_stored_identity_is_reported(self):
         board = self.board()
-        work = tempfile.mkdtemp(prefix="ftm-station-")
-        self.addCleanup(shutil.rmtree, work, True)
-
-        def curl_get():
-            done = subprocess.run(["curl", "-sS", "--max-time", str(int(20 * SLACK)),
-                                   "tftp://127.0.0.1:%d/%s" % (board.port, NAME.decode())],
-                                  capture_output=True, timeout=30 * SLACK)
-            self.assertEqual(done.returncode, 0, done.stderr)
-            return done.stdout
-
-        self.assertEqual(curl_get(), self.expected(board)[0])
+        c = self.client(board)
+        self.check_report(board, c)
         self.saved_files(board, put=True)
         new = ["K17-403522-07", "KS2417000815", "02:5e:a3:12:34:56", "11232026", "C",
                "+493012345678"]
-        with open(os.path.join(work, "identity.xml"), "wb") as f:
-            f.write(identity_xml(*zip(FIELDS, new), ("BOOT_DELAY", "1")))
         mark = board.mark()
-        done = subprocess.run(["tftp", "-m", "binary", "127.0.0.1", str(board.port), "-c", "put",
-                               "identity.xml", NAME.decode()], cwd=work, capture_output=True,
-                              timeout=30 * SLACK)
-        self.assertEqual(done.stdout + done.stderr, b"")
+        self.assertEqual(c.upload(NAME, identity_xml(*zip(FIELDS, new), ("BOOT_DELAY", "1"))),
+                         ack(1))
         self.assertEqual(board.since(mark), Effects(self.upload_effects([1])))
-        self.assertEqual(board.table("ProductionData"), [new])
-        self.assertEqual(board.read("uboot/bootdelay"), "1\n")
-        self.assertEqual(self.saved_files(board), [])
-        self.assertEqual(curl_get(), self.expected(board)[0])
+        self.assertEqual((board.table("ProductionData"), board.read("uboot/bootdelay"),
+                          self.saved_files(board)), ([new], "1\n", []))
+        self.check_report(board, c)
 
     def test_report_follows_the_board_and_its_failing_sources(self):
         board = self.board()
         c = self.client(board)
-        original = {t: board.table(t) for t in ("ProductionData", "AppSwInfo", "ProductType",
-                                                "ProductInfo")}
-        # Each row: files of the board to change, store faults, the driver's
-        # answer when it is not the version file. A table that cannot be read
-        # keeps its pass's template texts; a cell a table lacks reads empty.
+        files = ["cfg/%s.tsv" % t for t in ("ProductionData", "AppSwInfo", "ProductType",
+                                             "ProductInfo")] + ["uboot/bootdelay",
+                                                                "flash/ftm_version"]
+        snapshot = {rel: board.read(rel) for rel in files}
+        # Each row: files or tables of the board to change (None removes a
+        # file), store faults, and the version last read when the driver's
+        # query fails. A table that cannot be read keeps its pass's template
+        # texts; a cell a table lacks reads empty.
         cases = [
             ("no version yet", {"flash/ftm_version": None}, [], ""),
             ("fresh board", {}, [], None),
@@ -172,7 +158,6 @@ class StationTest(IdentityTest):
         ]
         for label, changes, failed, kept in cases:
             with self.subTest(label):
-                saved = {rel: board.read(rel) for rel in changes if "/" in rel and board.exists(rel)}
                 for rel, text in changes.items():
                     if "/" not in rel:
                         board.write_table(rel, text)
@@ -184,13 +169,8 @@ class StationTest(IdentityTest):
                                    for f in failed))
                 self.check_report(board, c, failed=failed, kept=kept)
                 board.set_faults()
-                for rel in changes:
-                    if "/" not in rel:
-                        board.write_table(rel, original[rel])
-                    elif rel in saved:
-                        board.write(rel, saved[rel])
-                    elif board.exists(rel):
-                        os.remove(board.path(rel))
+                for rel, text in snapshot.items():
+                    board.write(rel, text)
         # A failed version query keeps the last version read.
         board.set_faults("ioctl FLSHMGMT_GET_FTMSOFTWAREVERSION")
         last = board.read("flash/ftm_version").split("\n")[0]
