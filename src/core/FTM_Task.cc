@@ -23,7 +23,7 @@ void* TaskEntry(void*) {
 }
 
 [[noreturn]] void ReceiveLoop() {
-  uint8_t buffer[kFtmPacketSize];
+  uint8_t buffer[kTftpPacketSize];
   sockaddr_in source;
   for (;;) {
     socklen_t length = sizeof source;

@@ -85,7 +85,7 @@ void FtmClearConnections() {
 }
 
 void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const sockaddr_in* source) {
-  if (count > kFtmPacketSize) count = kFtmPacketSize;
+  if (count > kTftpPacketSize) count = kTftpPacketSize;
   g_current.store(FindOrAssign(*source));
   {
     std::lock_guard<std::mutex> lock(g_queueMutex);

@@ -11,9 +11,6 @@
 
 namespace {
 
-constexpr int kGraceTicks = 11;
-constexpr unsigned long kTickMicros = 250000;
-
 int g_grace = 0;
 uint16_t g_lastBlock = 0;
 
@@ -30,11 +27,10 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
   bool idle = true;
   if (length > 0) {
     // A one-byte datagram has no opcode; it counts as an invalid one.
-    uint16_t opcode = length >= 2 ? TftpGet16(datagram) : 0;
-    switch (opcode) {
+    switch (TftpOpcodeOf(datagram, length)) {
       case TFTP_WRQ:
         TFTP_write(datagram, length, &g_lastBlock);
-        g_grace = kGraceTicks;
+        g_grace = kTftpGraceTicks;
         idle = false;
         break;
       case TFTP_DATA:
@@ -69,9 +65,9 @@ void TFTP_task() {
     std::snprintf(command, sizeof command, "%s", line);
     FtmPlatform().System(command);
   }
-  uint8_t datagram[kFtmPacketSize];
+  uint8_t datagram[kTftpPacketSize];
   for (;;) {
     FtmTaskHandle(datagram, ftm_GetRcvTFTPData(datagram));
-    FtmUsleep(kTickMicros);
+    FtmUsleep(kTftpTickMicros);
   }
 }

@@ -10,7 +10,7 @@ import struct
 import time
 import unittest
 
-from ftmboard import BoardTest, SLACK, ack, data, error
+from ftmboard import ACK_WAIT, DATA_WAIT, BoardTest, SLACK, ack, data, error
 from ftmreports import PROGRESS, TESTMODEOP, pattern
 
 NOT_SUPPORTED = error(0, b"File Not Supported")
@@ -30,12 +30,12 @@ class TransferTest(BoardTest):
     def setUp(self):
         self.b = self.board()
         self.c = self.client(self.b)
-        self.data_wait = 3.01 * self.b.timescale  # 301 polls of 10 ms
-        self.ack_wait = 3.25 * self.b.timescale  # 13 polls of 250 ms
+        self.data_wait = DATA_WAIT * self.b.timescale
+        self.ack_wait = ACK_WAIT * self.b.timescale
 
     def idle(self):
         """Long enough for the grace period after an upload to end."""
-        return 12 * self.b.tick() + 0.2
+        return self.b.grace_over()
 
     def send_blocks(self, blocks, first=1, c=None):
         c = c or self.c

@@ -12,13 +12,12 @@
 #include <vector>
 
 #include "ftm_version.h"
+#include "tftp/tftp_wire.h"
 #include "xml/xml_doc.h"
 #include "xml/xml_write.h"
 
 namespace {
 
-// The largest file the board accepts in an upload.
-constexpr size_t kUploadLimit = 7648;
 // Far beyond any request; keeps the tool's memory bounded on a wrong file.
 constexpr size_t kReadLimit = 1 << 20;
 
@@ -176,12 +175,12 @@ int main(int argc, char** argv) {
   const char* label = std::strcmp(path, "-") == 0 ? "standard input" : path;
   if (data.size() > kReadLimit) {
     std::fprintf(stderr, "ftmxml: %s is over %zu bytes; the board accepts at most %zu\n", label,
-                 kReadLimit, kUploadLimit);
+                 kReadLimit, static_cast<size_t>(kTftpUploadLimit));
     return 1;
   }
-  if (data.size() > kUploadLimit) {
+  if (data.size() > static_cast<size_t>(kTftpUploadLimit)) {
     std::fprintf(stderr, "ftmxml: note: %s is %zu bytes; the board refuses uploads over %zu\n",
-                 label, data.size(), kUploadLimit);
+                 label, data.size(), static_cast<size_t>(kTftpUploadLimit));
   }
   const void* nul = std::memchr(data.data(), '\0', data.size());
   if (nul != nullptr) {
