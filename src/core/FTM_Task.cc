@@ -39,22 +39,12 @@ void* TaskEntry(void*) {
 
 }  // namespace
 
-void FtmFatalExit(const char* message) {
-  FtmSyslog(LOG_ERR, "%s", message);
-  // No orderly shutdown: the transfer task may be mid-transfer, so the
-  // process ends without running destructors under its feet.
-  std::fflush(nullptr);
-  ::_exit(-1);
-}
-
 void FtmMain() {
   FtmSyslog(LOG_INFO, "FTM Started\n");
   FtmClearConnections();
 
   if (::pthread_create(&g_taskThread, nullptr, TaskEntry, nullptr) != 0) {
-    FtmSyslog(LOG_ERR, "%s FATAL: failed to start tftp_task thread", "ftmd");
-    std::fflush(nullptr);
-    ::_exit(-1);
+    FtmFatalExit("ftmd FATAL: failed to start tftp_task thread");
   }
   ::pthread_detach(g_taskThread);
 

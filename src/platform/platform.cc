@@ -1,6 +1,7 @@
 #include "platform/platform.h"
 
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -31,4 +32,11 @@ void FtmSyslog(int priority, const char* format, ...) {
 void FtmLogBoth(const char* message) {
   FtmSyslog(LOG_ERR, "%s", message);
   std::printf("%s\n", message);
+}
+
+void FtmFatalExit(const char* message, const char* console) {
+  FtmSyslog(LOG_ERR, "%s", message);
+  if (console != nullptr) std::printf("%s\n", console);
+  std::fflush(nullptr);
+  ::_exit(-1);
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "cfgstore/ftm_cfg.h"
-#include "dispatch/ftm_status.h"
+#include "dispatch/ftm_result.h"
 #include "dispatch/ftm_text.h"
 #include "platform/platform.h"
 #include "xml/xml_write.h"
@@ -67,10 +67,7 @@ int WriteElements(const FtmCfgWrite& write, XmlNode* info) {
 
 int FtmPutModemInfo(const char* text) {
   XmlDoc document = XmlParseCopy(text);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
+  if (!document) return FtmResult::Refused(kFtmMsgCreateXmlDataObjFailed).Report();
 
   XmlNode* info = XmlFindChild(document.get(), "MODEM_INFO");
   if (info == nullptr || info->children == nullptr || info->children[0] == nullptr) {
@@ -90,8 +87,8 @@ int FtmPutModemInfo(const char* text) {
       write.Abort();
     }
   }  // the session ends here
-  if (rc != 0) ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
   document.reset();
   RemoveSavedConfiguration();
-  return rc;
+  return (rc == 0 ? FtmResult::Accepted() : FtmResult::Refused(kFtmMsgWriteDataFailed, rc))
+      .Report();
 }
