@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 namespace {
@@ -33,8 +34,8 @@ const char* FTM_GetSoftwareVersion() {
   // leave a half-written text in the shared buffer.
   char version[kFtmSoftwareVersionSize] = {};
   if (device.Ioctl(FLSHMGMT_GET_FTMSOFTWAREVERSION, version) != 0) {
-    FtmSyslog(LOG_ERR, "%s: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed",
-              "FTM_GetSoftwareVersion");
+    FtmLogSyslog(LOG_ERR, "%s: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed",
+                 "FTM_GetSoftwareVersion");
     return g_softwareVersion;
   }
   version[kFtmSoftwareVersionSize - 1] = '\0';
@@ -53,6 +54,6 @@ void FTM_GetBootMode_Kestra(char* buffer, size_t size) {
   char line[64];
   if (std::fgets(line, sizeof line, file.get()) == nullptr) return;
   int value = FtmDecimal(line);
-  std::printf("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
+  FtmLogConsole("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
   if (buffer != nullptr && size > 0) std::snprintf(buffer, size, "%d", value);
 }

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 namespace {
@@ -26,7 +27,7 @@ const GpioLed kGpioLeds[kGpioLedCount] = {
 };
 
 int GpioWriteIo(int point, int value) {
-  std::printf("eUserIOPoint = %d\n", point);
+  FtmLogConsole("eUserIOPoint = %d\n", point);
   PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
     FtmLogBoth("Cannot open gpio driver");
@@ -48,7 +49,7 @@ int GpioWriteIo(int point, int value) {
   if (point == GPIO_ALL_LEDS) {
     unsigned long request = value != 0 ? GPIOCTRL_ALLLEDS_ON : GPIOCTRL_ALLLEDS_OFF;
     rc = device.Ioctl(request, nullptr);
-    std::printf("ioctl  iGpioCtl= %lu\n", request);
+    FtmLogConsole("ioctl  iGpioCtl= %lu\n", request);
   } else {
     rc = device.Ioctl(GPIOCTRL_WRITEIO, &record);
   }
@@ -62,12 +63,12 @@ int GpioWriteIo(int point, int value) {
 int GpioReadIo(int point) {
   PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
+    FtmLogSyslog(LOG_ERR, "Cannot open gpio driver");
     return -1;
   }
   GpioIoRecord record = {point, 0};
   if (device.Ioctl(GPIOCTRL_READIO, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_READIO ioctl failed");
+    FtmLogSyslog(LOG_ERR, "GPIOCTRL_READIO ioctl failed");
     record.value = -1;
   }
   return record.value;
@@ -91,16 +92,16 @@ int GpioSetVoiceRelay(int line, int value) {
 int GpioStartupLteCycle() {
   PlatformDevice device(kGpioDevice, O_RDWR);
   if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
-    std::printf("************ Cannot open gpio driver\n\r");
+    FtmLogSyslog(LOG_ERR, "Cannot open gpio driver");
+    FtmLogConsole("************ Cannot open gpio driver\n\r");
     return -1;
   }
   // The driver is handed the record before anything is written into it; it
   // starts zeroed so that what it sees is defined.
   GpioIoRecord record = {0, 0};
   if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
-    std::printf("************ GPIOCTRL_ENTERFTM ioctl failed\n\r");
+    FtmLogSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
+    FtmLogConsole("************ GPIOCTRL_ENTERFTM ioctl failed\n\r");
     return -1;
   }
   struct Step {
@@ -112,8 +113,8 @@ int GpioStartupLteCycle() {
     record.eUserIOPoint = step.point;
     record.value = step.value;
     if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
-      FtmSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
-      std::printf("%s", step.failure);
+      FtmLogSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
+      FtmLogConsole("%s", step.failure);
     }
   };
   write({eLTEPowerEnable, 0, "************ eLTEPowerEnable 0 GPIOCTRL_WRITEIO ioctl failed \n\r"});
@@ -126,6 +127,6 @@ int GpioStartupLteCycle() {
     FtmLogBoth("GPIOCTRL_EXITFTM ioctl failed");
     return -1;
   }
-  std::printf("GPIOCTRL_EXITFTM ioctl success\n");
+  FtmLogConsole("GPIOCTRL_EXITFTM ioctl success\n");
   return 0;
 }

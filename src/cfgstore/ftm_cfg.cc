@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "dispatch/ftm_status.h"
+#include "platform/ftm_log.h"
 
 const char kFtmCfgSourceFile[] = "FTM_Apis.c";
 
@@ -44,12 +45,12 @@ const char* FtmCfgTable::Cell(int row, int column) const {
 }
 
 void FtmCfgReportNoSession() {
-  std::fprintf(stderr, "error: failed to start session\n");
+  FtmLogStderr("error: failed to start session\n");
   ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
 }
 
 void FtmCfgReportReadFailed(const char* name) {
-  std::fprintf(stderr, "error: failed to read table: %s\n", name);
+  FtmLogStderr("error: failed to read table: %s\n", name);
   ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
 }
 
@@ -67,9 +68,9 @@ int FtmCfgSetField(CfgSession session, const char* table, const char* column, in
   int32_t col = cfg_findCol(session, table, column);
   if (cfg_setField(session, table, row, col, value) == 0) return 0;
   ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-  std::printf("FTM write failed on table=%s row=%d col=%d(%s) value='%s'\n", table, row,
-              static_cast<int>(col), column != nullptr ? column : "(null)",
-              value != nullptr ? value : "(null)");
+  FtmLogConsole("FTM write failed on table=%s row=%d col=%d(%s) value='%s'\n", table, row,
+                static_cast<int>(col), column != nullptr ? column : "(null)",
+                value != nullptr ? value : "(null)");
   return -1;
 }
 

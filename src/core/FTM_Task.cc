@@ -11,6 +11,7 @@
 
 #include "board/gpio.h"
 #include "core/ftm_conn.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "tftp/tftp_task.h"
 
@@ -29,10 +30,9 @@ void* TaskEntry(void*) {
     socklen_t length = sizeof source;
     ssize_t count = ::recvfrom(FtmListenSocket, buffer, sizeof buffer, 0,
                                reinterpret_cast<sockaddr*>(&source), &length);
-    if (count <= 0) {
-      FtmSyslog(LOG_ERR, "recvfrom() failed\n");
-      FtmFatalExit("recvfrom() failed");
-    }
+    // The board logs a failed receive twice, with a line end and then as
+    // the fatal exit's message; both lines are its own output.
+    if (count <= 0) FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
     ftm_ProcessRcvTFTPData(buffer, static_cast<size_t>(count), &source);
   }
 }
@@ -40,7 +40,7 @@ void* TaskEntry(void*) {
 }  // namespace
 
 void FtmMain() {
-  FtmSyslog(LOG_INFO, "FTM Started\n");
+  FtmLogSyslog(LOG_INFO, "FTM Started\n");
   FtmClearConnections();
 
   if (::pthread_create(&g_taskThread, nullptr, TaskEntry, nullptr) != 0) {

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 const char kFtmModemDevice[] = "/dev/ttyUSB1";
@@ -111,7 +112,7 @@ int writeToDevice(const char* command, int length) {
   if (g_port <= 0) return 1;
   ssize_t written = ::write(g_port, command, static_cast<size_t>(length));
   if (written < 0) {
-    std::printf("\n Write %s to device is Failed \n", command);
+    FtmLogConsole("\n Write %s to device is Failed \n", command);
     return 0;
   }
   return 1;
@@ -131,7 +132,7 @@ int readFromDevice(char* buffer) {
     ssize_t got = ::read(g_port, &c, 1);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
-      std::puts("\n Read Failed ");
+      FtmLogConsole("\n Read Failed \n");
       return 0;
     }
     if (got == 0) return 0;  // 2 seconds without a byte

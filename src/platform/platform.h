@@ -126,20 +126,6 @@ class PlatformFile {
   FILE* f_;
 };
 
-// The daemon's one syslog path: formats into a bounded buffer (longer text is
-// cut) and hands the message to the platform.
-void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-// Ends the process at once with status -1, after logging `message` at
-// LOG_ERR and, when given, `console` as one line on standard output. No
-// orderly shutdown: the other thread may be mid-transfer, so no destructor
-// runs under its feet.
-[[noreturn]] void FtmFatalExit(const char* message, const char* console = nullptr);
-
-// A failure the board's software reports twice: to syslog at LOG_ERR and as
-// one line on standard output ("Cannot open gpio driver").
-void FtmLogBoth(const char* message);
-
 // Sleeps like usleep(3) in board time.
 inline void FtmUsleep(unsigned long micros) {
   FtmPlatform().SleepMicros(micros);

@@ -8,6 +8,7 @@
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "xml/xml_write.h"
 
 namespace {
@@ -139,7 +140,7 @@ int FtmWifiSwStat(XmlNode* doc) {
   // Reported on the console only: nothing of this item reaches the error record.
   FtmCfgSession session(kFtmCfgReadMode, nullptr);
   if (!session.ok()) {
-    std::fputs("error: failed to start session\n", stderr);
+    FtmLogStderr("error: failed to start session\n");
     return -1;
   }
   FtmCfgTable table;
@@ -147,7 +148,7 @@ int FtmWifiSwStat(XmlNode* doc) {
   // the element stays as it was.
   if (table.Read(session.id(), "WlanConfig", "FtmWifiSwStat", __LINE__) != 0 || !table.ok() ||
       table.rows() < 1) {
-    std::printf("error: failed to read table: %s\n", "WlanConfig");
+    FtmLogConsole("error: failed to read table: %s\n", "WlanConfig");
     return -1;
   }
   bool enabled = std::strcmp(table.Cell(0, 0), "1") == 0;
@@ -243,7 +244,7 @@ int GetInterfaceName(CfgSession session, const char* logicalName,
   std::memset(name, 0, sizeof name);
   FtmCfgTable table;
   if (table.Read(session, "ProductInterfaces", "GetInterfaceName", __LINE__) != 0) {
-    std::printf("%s Interface Name is not available\n", logicalName);
+    FtmLogConsole("%s Interface Name is not available\n", logicalName);
     return -1;
   }
   // The last of the first run of rows that name the logical interface.
@@ -261,7 +262,7 @@ int GetInterfaceName(CfgSession session, const char* logicalName,
     std::memcpy(name, found, std::strlen(found) + 1);
   }
   if (name[0] != '\0') return 0;
-  std::printf("%s Interface Name is not available\n", logicalName);
+  FtmLogConsole("%s Interface Name is not available\n", logicalName);
   return -1;
 }
 

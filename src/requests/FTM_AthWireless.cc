@@ -16,6 +16,7 @@
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_TestConfig.h"
 #include "xml/xml_write.h"
@@ -66,7 +67,7 @@ class WifiSocket {
   // One request; a failure is logged with the request's name. 0 or -1.
   int Request(unsigned long request, const char* name, void* arg) {
     if (FtmPlatform().Ioctl(fd_, request, arg) >= 0) return 0;
-    FtmSyslog(LOG_ERR, "FTM %s on %s failed", FtmWifiRequestName(request), name);
+    FtmLogSyslog(LOG_ERR, "FTM %s on %s failed", FtmWifiRequestName(request), name);
     return -1;
   }
 
@@ -180,7 +181,7 @@ FtmResult ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode*
       if (length >= kModeLength) return FtmResult::Refused(kFtmMsgTestNotSupported);
       std::memcpy(text, value, length);
       if (wifi.SetFlags(ifname, 0) != 0) return FtmResult::Failed();
-      std::printf("Put Mode is %s\n", text);
+      FtmLogConsole("Put Mode is %s\n", text);
       if (wifi.Wireless(kFtmSiocIwSetMode, ifname, text, length + 1, 1) != 0) {
         FtmUsleep(2000000);
         return FtmResult::Failed();
@@ -191,7 +192,7 @@ FtmResult ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode*
       size_t length = std::strlen(value);
       if (length >= kCountryLength) return FtmResult::Accepted();  // skipped
       std::memcpy(text, value, length);
-      std::printf("Set counry is %s\n", text);
+      FtmLogConsole("Set counry is %s\n", text);
       return FtmResult::Of(wifi.Wireless(kFtmSiocIwSetCountry, radio.device, text, length + 1, 1));
     }
     case Setting::kRadioCtrl: {
@@ -210,7 +211,7 @@ FtmResult ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode*
       return FtmResult::Of(wifi.SetFlags(ifname, static_cast<short>(on)));
     }
     case Setting::kUnknown:
-      std::printf("No Element %s Found \n", child->name);
+      FtmLogConsole("No Element %s Found \n", child->name);
       return FtmResult::Accepted();
   }
   return FtmResult::Accepted();
@@ -271,7 +272,7 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
     char mode[kModeLength + 1];
     if (wifi.GetText(kFtmSiocIwGetMode, radio.interface, mode, kModeLength) != 0) ok = false;
     KeepAlnum(mode);
-    std::printf("Mode is %s\n", mode);
+    FtmLogConsole("Mode is %s\n", mode);
     XmlSetText(node, mode);
   }
 
@@ -280,7 +281,7 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
     char country[kCountryLength + 1];
     if (wifi.GetText(kFtmSiocIwGetCountry, radio.device, country, kCountryLength) != 0) ok = false;
     KeepAlnum(country);
-    std::printf(index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n", country);
+    FtmLogConsole(index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n", country);
     XmlSetText(node, country);
   }
   return ok;

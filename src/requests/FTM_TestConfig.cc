@@ -13,6 +13,7 @@
 #include "dispatch/ftm_result.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_AthWireless.h"
 #include "requests/FTM_Voice.h"
@@ -155,7 +156,7 @@ FtmResult FtmEtherPortConfig(XmlNode* element) {
 FtmResult FtmSwitchConfig(XmlNode* element, int point, const char* name) {
   PlatformDevice device("/dev/gpioctrl", O_RDWR);
   if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
+    FtmLogSyslog(LOG_ERR, "Cannot open gpio driver");
     return FtmResult::Failed();
   }
   if (element->children == nullptr) return FtmResult::Accepted();
@@ -164,11 +165,11 @@ FtmResult FtmSwitchConfig(XmlNode* element, int point, const char* name) {
   if (!FtmIs(first->name, name) || first->text == nullptr) return FtmResult::Accepted();
   GpioIoRecord record = {point, FtmIs(first->text, "OPEN") ? 0 : 1};
   if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
+    FtmLogSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
     return FtmResult::Failed();
   }
   if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
+    FtmLogSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
     return FtmResult::Failed();
   }
   return FtmResult::Accepted();

@@ -14,6 +14,7 @@
 #include "dispatch/ftm_result.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_TestConfig.h"
 #include "requests/FTM_Voice.h"

@@ -11,6 +11,7 @@
 #include "board/gpio.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "xml/xml_write.h"
 
@@ -113,7 +114,7 @@ FtmResult FtmVoiceTest(XmlNode* element) {
       int line = 0;
       std::string base;
       if (!ChildSetting((*child)->name, &line, &base)) {
-        std::printf("No Element Found\n");
+        FtmLogConsole("No Element Found\n");
         continue;
       }
       result = RunChild(line, base, (*child)->text);

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "core/ftm_conn.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 uint8_t TftpSendBuffer[kTftpPacketSize];
@@ -59,7 +60,7 @@ int FTM_getAck(uint16_t* block) {
     int count = ftm_GetRcvTFTPData(packet);
     if (count == 0) {
       if (period.Wait() && ++empty >= kTftpAckPolls) {
-        std::printf("FTM_getAck: ack packet timeout! timeoutCntr= %d\n", empty);
+        FtmLogConsole("FTM_getAck: ack packet timeout! timeoutCntr= %d\n", empty);
         return -2;
       }
       continue;
@@ -67,10 +68,10 @@ int FTM_getAck(uint16_t* block) {
     if (TftpBlockPacket(packet, count, TFTP_ACK, block)) return 0;
     const uint16_t opcode = TftpOpcodeOf(packet, count);
     if (opcode == TFTP_ERROR) {
-      std::printf("FTM_getAck: expecting ack packet, got error packet\n");
+      FtmLogConsole("FTM_getAck: expecting ack packet, got error packet\n");
     } else {
-      std::printf("FTM_getAck: received something other than expected ack packet. OpCode = %d\n",
-                  opcode);
+      FtmLogConsole("FTM_getAck: received something other than expected ack packet. OpCode = %d\n",
+                    opcode);
     }
   }
 }

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "core/ftm_conn.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "tftp/tftp_packet.h"
 #include "tftp/tftp_transfer.h"
@@ -52,7 +53,7 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
         idle = false;
         break;
       default:
-        FtmSyslog(LOG_ERR, "TFTP_task: received invalid opcode");
+        FtmLogSyslog(LOG_ERR, "TFTP_task: received invalid opcode");
         break;
     }
   }
