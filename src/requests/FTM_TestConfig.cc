@@ -154,25 +154,13 @@ FtmResult FtmEtherPortConfig(XmlNode* element) {
 // RESET_SWITCH (point 32) and WPS_SWITCH (point 43) drive their button lines
 // directly. No message is recorded on failure.
 FtmResult FtmSwitchConfig(XmlNode* element, int point, const char* name) {
-  PlatformDevice device("/dev/gpioctrl", O_RDWR);
-  if (!device.ok()) {
-    FtmLogSyslog(LOG_ERR, "Cannot open gpio driver");
-    return FtmResult::Failed();
-  }
+  GpioDevice device(GpioReport::kSyslog);  // opened before the element is looked at
+  if (!device.ok()) return FtmResult::Failed();
   if (element->children == nullptr) return FtmResult::Accepted();
   XmlNode* first = element->children[0];
   if (first == nullptr) return FtmResult::Failed();
   if (!FtmIs(first->name, name) || first->text == nullptr) return FtmResult::Accepted();
-  GpioIoRecord record = {point, FtmIs(first->text, "OPEN") ? 0 : 1};
-  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmLogSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
-    return FtmResult::Failed();
-  }
-  if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
-    FtmLogSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
-    return FtmResult::Failed();
-  }
-  return FtmResult::Accepted();
+  return FtmResult::Of(device.SetSwitch(point, FtmIs(first->text, "OPEN") ? 0 : 1));
 }
 
 // Records the circuit on the kept THROUGHPUT element and changes it.

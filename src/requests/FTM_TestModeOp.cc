@@ -22,18 +22,6 @@
 
 namespace {
 
-// The reset-switch test: the GPIO driver enters test mode; failures are
-// logged and do not change the answer. A device that does not open cannot
-// take the request either, so both lines are logged.
-void EnterResetSwitchTest() {
-  PlatformDevice device("/dev/gpioctrl", O_RDWR);
-  if (!device.ok()) FtmLogBoth("Cannot open gpio driver");
-  GpioIoRecord record = {0, 0};
-  if (!device.ok() || device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmLogBoth("GPIOCTRL_ENTERFTM ioctl failed");
-  }
-}
-
 FtmResult EnterTest(XmlNode* doc) {
   XmlNode* enter = XmlFindChild(doc, "ENTER_TEST");
   if (enter == nullptr || enter->children == nullptr) {
@@ -47,7 +35,7 @@ FtmResult EnterTest(XmlNode* doc) {
     GpioAllLedsOff();
   } else if (FtmIs(name, "RESET_SWITCH")) {
     FtmActiveTests |= kFtmTestResetSwitch;
-    EnterResetSwitchTest();
+    GpioEnterFtm();  // failures are logged and do not change the answer
   } else if (FtmIs(name, "THROUGHPUT")) {
     FtmActiveTests |= kFtmTestThroughput;
     FtmResult result = FtmThroughputTest(test);
