@@ -42,8 +42,8 @@ constexpr size_t kAtFinalResultCount = sizeof kAtFinalResults / sizeof kAtFinalR
 // long as the daemon: a result split over two reads is still recognised.
 unsigned g_matched[kAtFinalResultCount];
 
-// The port's descriptor: 0 when none is open, -1 after a failed open.
-int g_port = 0;
+// The port's descriptor: -1 when none is open (also after a failed open).
+int g_port = -1;
 
 // 2 seconds, in tenths.
 constexpr unsigned char kReadTimeoutTenths = 20;
@@ -90,8 +90,8 @@ int openModemDevice(const char* path) {
 }
 
 int closeModemDevice() {
-  if (g_port > 0) FtmPlatform().Close(g_port);
-  g_port = 0;
+  if (g_port >= 0) FtmPlatform().Close(g_port);
+  g_port = -1;
   return 0;
 }
 
@@ -109,7 +109,7 @@ int setTtyAttributes(int fd) {
 }
 
 int writeToDevice(const char* command, int length) {
-  if (g_port <= 0) return 1;
+  if (g_port < 0) return 1;
   ssize_t written = ::write(g_port, command, static_cast<size_t>(length));
   if (written < 0) {
     FtmLogConsole("\n Write %s to device is Failed \n", command);

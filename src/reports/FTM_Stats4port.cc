@@ -40,7 +40,7 @@ XmlNode* FtmStats4portDoc = nullptr;
 
 struct PortRow {
   const char* element;
-  int switchPort;  // also the port's SwitchStat data row
+  int statRow;  // the port's SwitchStat row, also its counter records' index
 };
 const PortRow kPorts[] = {
     {"PORT_1", 3}, {"PORT_2", 2}, {"PORT_3", 1}, {"PORT_4", 0}, {"PORT_5", 4},
@@ -125,12 +125,12 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
 
 }  // namespace
 
-int FtmUpdatePortCounter(const char* reading, bool linkUp, int switchPort,
+int FtmUpdatePortCounter(const char* reading, bool linkUp, int statRow,
                          FtmPortDirection direction) {
-  if (reading == nullptr || switchPort < 0 || switchPort >= kSwitchPorts) return 0;
+  if (reading == nullptr || statRow < 0 || statRow >= kSwitchPorts) return 0;
   int32_t value = FtmDecimal(reading);
   if (value < 0) return 0;
-  PortCounter& c = g_counters[switchPort][direction];
+  PortCounter& c = g_counters[statRow][direction];
   switch (c.state) {
     case kDown:
       if (linkUp) c.state = kCameUp;
@@ -153,9 +153,9 @@ int FtmUpdatePortCounter(const char* reading, bool linkUp, int switchPort,
   return 1;
 }
 
-int FtmPortCount(int switchPort, FtmPortDirection direction) {
-  if (switchPort < 0 || switchPort >= kSwitchPorts) return 0;
-  const PortCounter& c = g_counters[switchPort][direction];
+int FtmPortCount(int statRow, FtmPortDirection direction) {
+  if (statRow < 0 || statRow >= kSwitchPorts) return 0;
+  const PortCounter& c = g_counters[statRow][direction];
   return Add32(c.base, c.current);
 }
 
@@ -184,7 +184,7 @@ int FtmUpdStats4portNew() {
   }
   for (const PortRow& port : kPorts) {
     if (XmlNode* element = XmlFindPath(FtmStats4portDoc, "ETHERNET", port.element, nullptr)) {
-      FillPort(element, port.switchPort, table);
+      FillPort(element, port.statRow, table);
     }
   }
   return 0;

@@ -13,7 +13,7 @@ namespace {
 
 struct PortRow {
   const char* element;
-  int switchPort;
+  int utilityPort;  // the port's number for switch_utility
 };
 const PortRow kPorts[] = {
     {"PORT_1", 4}, {"PORT_2", 2}, {"PORT_3", 1}, {"PORT_4", 0}, {"PORT_5", 5},
@@ -41,10 +41,10 @@ bool PlainWord(const char* begin, const char* end) {
 // The port's current configuration: the first line of the work file that
 // the get command leaves (at most 31 characters), or empty. The file is
 // removed once read.
-void ReadConfiguration(int switchPort, char (&config)[kConfigChars + 1]) {
+void ReadConfiguration(int utilityPort, char (&config)[kConfigChars + 1]) {
   char command[128];
   std::snprintf(command, sizeof command,
-                "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n' > %s", switchPort,
+                "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n' > %s", utilityPort,
                 kWorkFile);
   FtmPlatform().System(command);
   config[0] = '\0';
@@ -59,9 +59,9 @@ void ReadConfiguration(int switchPort, char (&config)[kConfigChars + 1]) {
 // A configuration that cannot go back to the switch as it was read is
 // refused ("Write data failed"), so that the station never takes an ACK for
 // a port that was not set.
-FtmResult PortStep(XmlNode* element, int switchPort) {
+FtmResult PortStep(XmlNode* element, int utilityPort) {
   char config[kConfigChars + 1];
-  ReadConfiguration(switchPort, config);
+  ReadConfiguration(utilityPort, config);
   char command[128] = "switch_utility PortLinkCfgSet ";
   size_t used = std::strlen(command);
 
@@ -120,7 +120,7 @@ int FtmPutEthernetPorts(const char* text) {
   for (XmlNode** child = ethernet->children; *child != nullptr && result.accepted(); ++child) {
     for (const PortRow& port : kPorts) {
       if (!FtmIs((*child)->name, port.element)) continue;
-      result = PortStep(*child, port.switchPort);
+      result = PortStep(*child, port.utilityPort);
       break;
     }
   }
