@@ -44,22 +44,29 @@ const char* FtmCfgTable::Cell(int row, int column) const {
   return cell != nullptr ? cell : "";
 }
 
-void FtmCfgReportNoSession() {
+FtmCfgReader::FtmCfgReader(const char* tag, FtmCfgReport report)
+    : session_(kFtmCfgReadMode, tag), report_(report) {
+  if (ok()) return;
   FtmLogStderr("error: failed to start session\n");
-  ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+  if (report_ == FtmCfgReport::kRecord) ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
 }
 
-void FtmCfgReportReadFailed(const char* name) {
-  FtmLogStderr("error: failed to read table: %s\n", name);
-  ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+FtmCfgTable FtmCfgReader::ReadQuietly(const char* name, const char* operation, int line) const {
+  FtmCfgTable table;
+  table.Read(session_.id(), name, operation, line);
+  return table;
 }
 
-bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     FtmCfgTable* table, int rows) {
-  if (table->Read(session, name, operation, line) == 0 && table->rows() >= rows) return true;
-  table->Free();
-  FtmCfgReportReadFailed(name);
-  return false;
+FtmCfgTable FtmCfgReader::Read(const char* name, const char* operation, int line, int rows) const {
+  FtmCfgTable table = ReadQuietly(name, operation, line);
+  if (table.ok() && table.rows() >= rows) return table;
+  if (report_ == FtmCfgReport::kRecord) {
+    FtmLogStderr("error: failed to read table: %s\n", name);
+    ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+  } else {
+    FtmLogConsole("error: failed to read table: %s\n", name);
+  }
+  return FtmCfgTable();
 }
 
 int FtmCfgSetField(CfgSession session, const char* table, const char* column, int row,

@@ -166,22 +166,14 @@ XmlNode* FtmStats4portDocument() {
 }
 
 int FtmUpdStats4portNew() {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
-  {
-    // Read and released at once: only its failure is reported.
-    FtmCfgTable production;
-    FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, &production);
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
+  // Read and released at once: only its failure is reported.
+  store.Read("ProductionData", kOperation, __LINE__);
   // Every port's link is in its row: a table without the five rows is
   // unreadable, and nothing is refreshed.
-  FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "SwitchStat", kOperation, __LINE__, &table, kSwitchPorts)) {
-    return -1;
-  }
+  FtmCfgTable table = store.Read("SwitchStat", kOperation, __LINE__, kSwitchPorts);
+  if (!table) return -1;
   for (const PortRow& port : kPorts) {
     if (XmlNode* element = XmlFindPath(FtmStats4portDoc, "ETHERNET", port.element, nullptr)) {
       FillPort(element, port.statRow, table);

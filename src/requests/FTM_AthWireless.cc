@@ -347,13 +347,11 @@ int FtmUpdateAthWireless() {
   if (doc == nullptr) return -1;
   int result = 0;
   {
-    FtmCfgSession session(kFtmCfgReadMode, "FtmUpdateAthWireless");
+    FtmCfgReader store("FtmUpdateAthWireless");
     FtmCfgTable table;
-    if (!session.ok()) {
-      FtmCfgReportNoSession();
+    if (!store.ok()) {
       result = -1;
-    } else if (!FtmCfgReadTable(session.id(), "WlanConfig", "FtmUpdateAthWireless", __LINE__,
-                                &table, 2)) {
+    } else if (!(table = store.Read("WlanConfig", "FtmUpdateAthWireless", __LINE__, 2))) {
       // Both radios' rows are needed: without them both items stay as they were.
       result = -1;
     } else {

@@ -201,15 +201,10 @@ FtmResult FtmThroughputTest(XmlNode* element) {
 }
 
 char* FTM_GetCurrentVpiVci(char* buffer, size_t size) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return nullptr;
-  }
-  FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "VccStat", "FTM_GetCurrentVpiVci", __LINE__, &table)) {
-    return nullptr;
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return nullptr;
+  FtmCfgTable table = store.Read("VccStat", "FTM_GetCurrentVpiVci", __LINE__);
+  if (!table) return nullptr;
   for (int row = 0; row < table.rows(); ++row) {
     if (std::strcmp(table.Cell(row, 0), "nas0") != 0) continue;
     const char* vpi = table.Cell(row, 1);
@@ -230,12 +225,9 @@ int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
   std::snprintf(mac, sizeof mac, "%s", kFallbackMac);
   int result = -1;
   {
-    FtmCfgSession session(kFtmCfgReadMode, nullptr);
+    FtmCfgReader store;
     FtmCfgTable table;
-    if (!session.ok()) {
-      FtmCfgReportNoSession();
-    } else if (FtmCfgReadTable(session.id(), "ProductionData", "ftm_ChangeVpiVci", __LINE__,
-                               &table)) {
+    if (store.ok() && (table = store.Read("ProductionData", "ftm_ChangeVpiVci", __LINE__))) {
       const char* stored = table.Cell(0, 2);
       // Anything but a MAC address of the usual form stays off the command line.
       if (IsMac(stored)) std::snprintf(mac, sizeof mac, "%s", stored);
