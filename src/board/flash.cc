@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "dispatch/ftm_text.h"
 #include "platform/ftm_log.h"
 #include "platform/platform.h"
@@ -44,15 +45,10 @@ const char* FTM_GetSoftwareVersion() {
 }
 
 void FTM_GetBootMode_Kestra(char* buffer, size_t size) {
-  char command[64];
-  std::memset(command, 0, sizeof command);
-  std::snprintf(command, sizeof command, "uboot_env --get --name bootdelay > %s", kBootDelayFile);
-  FtmPlatform().System(command);
-
-  PlatformFile file(kBootDelayFile, "r");
-  if (file.get() == nullptr) return;
   char line[64];
-  if (std::fgets(line, sizeof line, file.get()) == nullptr) return;
+  if (!FtmCommandFirstLine(kBootDelayFile, line, sizeof line, "uboot_env --get --name bootdelay")) {
+    return;
+  }
   int value = FtmDecimal(line);
   FtmLogConsole("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
   if (buffer != nullptr && size > 0) std::snprintf(buffer, size, "%d", value);

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "board/gpio.h"
 #include "core/ftm_conn.h"
 #include "platform/ftm_log.h"
@@ -59,10 +60,10 @@ void FtmMain() {
     FtmFatalExit("bind() failed");
   }
 
-  FtmPlatform().System("rmmod NetUSB");
+  FtmRunCommand("rmmod NetUSB");
   GpioStartupLteCycle();
-  FtmPlatform().System("switch_utility RegisterSet 0xccd 0x0");
-  FtmPlatform().System("switch_utility RegisterSet 0xc50 0x1805");
+  FtmRunCommand("switch_utility RegisterSet 0xccd 0x0");
+  FtmRunCommand("switch_utility RegisterSet 0xc50 0x1805");
   FtmPlatform().Unlink("/PRST/current.cfg");
   FtmPlatform().Unlink("/PRST/current.bak");
   FtmPlatform().Unlink("/PRST/DSL_MODE");

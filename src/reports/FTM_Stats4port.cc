@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
@@ -54,16 +55,6 @@ int32_t Add32(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Port 5's reading: the RMON line's number as the shell leaves it in `file`,
-// at most 9 characters of its first line; empty when there is none.
-void ReadRmon(const char* command, const char* file, char (&reading)[10]) {
-  FtmPlatform().System(command);
-  reading[0] = '\0';
-  PlatformFile in(file, "r");
-  if (in.get() == nullptr) return;
-  if (std::fgets(reading, sizeof reading, in.get()) == nullptr) reading[0] = '\0';
-}
-
 // The two counts of a port: from the SwitchStat row, or for port 5 from the
 // switch utility's RMON counters through a work file.
 struct Counter {
@@ -75,12 +66,10 @@ struct Counter {
 };
 const Counter kCounters[] = {
     {"ETH_IN", kReceivedColumn,
-     "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-     "/tmp/Recpkt",
+     "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2",
      "/tmp/Recpkt", kFtmPortReceived},
     {"ETH_OUT", kTransmittedColumn,
-     "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-     "/tmp/Transpkt",
+     "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2",
      "/tmp/Transpkt", kFtmPortTransmitted},
 };
 
@@ -115,8 +104,9 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
                     counter.direction);
           break;
         }
+        // The RMON line's number, at most 9 characters; empty when there is none.
         char reading[10];
-        ReadRmon(counter.rmonCommand, counter.rmonFile, reading);
+        FtmCommandFirstLine(counter.rmonFile, reading, sizeof reading, "%s", counter.rmonCommand);
         FillCount(*child, reading, linkUp, port, counter.direction);
       }
     }

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
@@ -205,9 +206,7 @@ FtmResult ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode*
         return FtmResult::Accepted();  // skipped
       }
       // The store's row follows the radio element, not the setting's name.
-      char command[64];
-      std::snprintf(command, sizeof command, "cfg_write WlanConfig.%d.Enabled=%d", index, on);
-      FtmPlatform().System(command);
+      FtmRunCommand("cfg_write WlanConfig.%d.Enabled=%d", index, on);
       return FtmResult::Of(wifi.SetFlags(ifname, static_cast<short>(on)));
     }
     case Setting::kUnknown:

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "dispatch/ftm_result.h"
 #include "dispatch/ftm_text.h"
 #include "platform/platform.h"
@@ -42,18 +43,8 @@ bool PlainWord(const char* begin, const char* end) {
 // the get command leaves (at most 31 characters), or empty. The file is
 // removed once read.
 void ReadConfiguration(int utilityPort, char (&config)[kConfigChars + 1]) {
-  char command[128];
-  std::snprintf(command, sizeof command,
-                "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n' > %s", utilityPort,
-                kWorkFile);
-  FtmPlatform().System(command);
-  config[0] = '\0';
-  {
-    PlatformFile file(kWorkFile, "r");
-    if (file.get() == nullptr) return;
-    if (std::fgets(config, sizeof config, file.get()) == nullptr) config[0] = '\0';
-  }
-  FtmPlatform().Unlink(kWorkFile);
+  FtmCommandFirstLine(kWorkFile, config, sizeof config,
+                      "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n'", utilityPort);
 }
 
 // A configuration that cannot go back to the switch as it was read is
@@ -101,7 +92,7 @@ FtmResult PortStep(XmlNode* element, int utilityPort) {
     if (used >= sizeof command) return FtmResult::Refused(kFtmMsgWriteDataFailed);
     p = end;
   }
-  FtmPlatform().System(command);
+  FtmRunCommand("%s", command);
   return FtmResult::Accepted();
 }
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_result.h"
 #include "dispatch/ftm_text.h"
@@ -33,12 +34,8 @@ const char* StoreColumn(const char* element) {
 // The boot delay is the boot loader's, not the store's: it is set at once
 // and is not undone when a later element fails.
 void SetBootDelay(const char* text) {
-  char command[128];
-  std::memset(command, 0, sizeof command);
   // Only the converted number reaches the command line, never the text.
-  std::snprintf(command, sizeof command, "uboot_env --set --name bootdelay --value %d",
-                FtmDecimal(text));
-  FtmPlatform().System(command);
+  FtmRunCommand("uboot_env --set --name bootdelay --value %d", FtmDecimal(text));
 }
 
 void RemoveSavedConfiguration() {

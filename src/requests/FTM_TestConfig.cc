@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "board/board_ops.h"
 #include "board/gpio.h"
 #include "cfgstore/ftm_cfg.h"
@@ -235,8 +236,7 @@ int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
     }
   }
 
-  char command[128];
-  // Both lines are refused whole rather than cut.
+  // The new circuit's line is refused whole rather than cut.
   char newCircuit[128];
   int n = std::snprintf(newCircuit, sizeof newCircuit, "%s %s%s.%s %s", "/etc/init.d/NewVpiVci.sh",
                         "0.", vpi, vci, mac);
@@ -245,10 +245,9 @@ int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
   }
   char current[kCircuitSize];
   if (FTM_GetCurrentVpiVci(current, sizeof current) != nullptr) {
-    n = std::snprintf(command, sizeof command, "%s %s", "/etc/init.d/DelOrgVpiVci.sh", current);
-    if (n > 0 && static_cast<size_t>(n) < sizeof command) FtmPlatform().System(command);
+    FtmRunCommand("%s %s", "/etc/init.d/DelOrgVpiVci.sh", current);
   }
-  FtmPlatform().System(newCircuit);
+  FtmRunCommand("%s", newCircuit);
   return result;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "board/board_command.h"
 #include "core/ftm_conn.h"
 #include "platform/ftm_log.h"
 #include "platform/platform.h"
@@ -61,11 +62,7 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
 }
 
 void TFTP_task() {
-  for (const char* line : kStartCommands) {
-    char command[128];
-    std::snprintf(command, sizeof command, "%s", line);
-    FtmPlatform().System(command);
-  }
+  for (const char* line : kStartCommands) FtmRunCommand("%s", line);
   uint8_t datagram[kTftpPacketSize];
   for (;;) {
     FtmTaskHandle(datagram, ftm_GetRcvTFTPData(datagram));
