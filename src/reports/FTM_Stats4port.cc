@@ -37,7 +37,7 @@ struct PortCounter {
 // link drops.
 PortCounter g_counters[kSwitchPorts][2];
 
-XmlNode* FtmStats4portDoc = nullptr;
+XmlKeptDoc FtmStats4portDoc(FTM_NewEthernetDoc);
 
 struct PortRow {
   const char* element;
@@ -150,9 +150,9 @@ int FtmPortCount(int statRow, FtmPortDirection direction) {
 }
 
 XmlNode* FtmStats4portDocument() {
-  if (FtmStats4portDoc == nullptr) FtmStats4portDoc = FTM_NewEthernetDoc();
-  if (FtmStats4portDoc == nullptr) ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-  return FtmStats4portDoc;
+  XmlNode* doc = FtmStats4portDoc.get();
+  if (doc == nullptr) ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
+  return doc;
 }
 
 int FtmUpdStats4portNew() {
@@ -165,7 +165,7 @@ int FtmUpdStats4portNew() {
   FtmCfgTable table = store.Read("SwitchStat", kOperation, __LINE__, kSwitchPorts);
   if (!table) return -1;
   for (const PortRow& port : kPorts) {
-    if (XmlNode* element = XmlFindPath(FtmStats4portDoc, "ETHERNET", port.element, nullptr)) {
+    if (XmlNode* element = XmlFindPath(FtmStats4portDoc.get(), "ETHERNET", port.element, nullptr)) {
       FillPort(element, port.statRow, table);
     }
   }
@@ -176,5 +176,5 @@ int FTM_GetStats4portXml(char** buffer, int* length) {
   if (FtmStats4portDocument() == nullptr) return -1;
   int rc = FtmUpdStats4portNew();
   if (rc != 0) return rc;
-  return FTM_BuildReportFile(buffer, length, FtmStats4portDoc);
+  return FTM_BuildReportFile(buffer, length, FtmStats4portDoc.get());
 }

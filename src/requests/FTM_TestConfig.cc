@@ -23,7 +23,7 @@
 
 namespace {
 
-XmlNode* FtmTestConfigDoc = nullptr;
+XmlKeptDoc FtmTestConfigDoc(FTM_NewTestConfigDoc);
 
 const char kFallbackMac[] = "02:5e:a3:00:00:01";
 // "xx:xx:xx:xx:xx:xx" and its terminator.
@@ -181,8 +181,7 @@ FtmResult FtmApplyThroughput(XmlNode* element) {
 }  // namespace
 
 XmlNode* FtmTestConfigDocument() {
-  if (FtmTestConfigDoc == nullptr) FtmTestConfigDoc = FTM_NewTestConfigDoc();
-  return FtmTestConfigDoc;
+  return FtmTestConfigDoc.get();
 }
 
 FtmResult FtmThroughputTest(XmlNode* element) {
