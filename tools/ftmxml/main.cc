@@ -205,11 +205,9 @@ int main(int argc, char** argv) {
     PrintTree(document.get(), 0);
     return std::fflush(stdout) == 0 ? 0 : 1;
   }
-  size_t size = 0;
-  XmlMeasure(document.get(), &size, 1, 0);
-  std::vector<char> text(size + 1, '\0');
-  size_t written = 0;
-  XmlSerialize(document.get(), text.data(), text.size(), &written, 1, 0);
-  if (std::fwrite(text.data(), 1, written, stdout) != written || std::fflush(stdout) != 0) return 1;
+  const std::string text = XmlSerializeString(document.get());
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    return 1;
+  }
   return 0;
 }
