@@ -15,7 +15,9 @@ struct GpioIoRecord {
 };
 static_assert(sizeof(GpioIoRecord) == 8, "the driver reads two 32-bit words");
 
-// ioctl requests: plain numbers, no size or direction encoding.
+// ioctl requests: plain numbers, no size or direction encoding. The
+// simulated board's driver model writes its own copy of these numbers and
+// of the LED points on purpose, so that a wrong number here is caught there.
 enum GpioCtrlRequest : unsigned long {
   GPIOCTRL_READIO = 4,
   GPIOCTRL_WRITEIO = 5,

@@ -211,6 +211,19 @@ void FormatRate(const char* cell, char (&text)[32]) {
   std::snprintf(text, sizeof text, "%10.3f", static_cast<double>(rate));
 }
 
+// A section filled from the first row of one table, read in a session of
+// its own; a table without rows counts as unreadable. 0, or -1 when the
+// session or the read failed.
+template <typename Fill>
+int FillFromFirstRow(const char* table, const char* operation, int line, Fill fill) {
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
+  FtmCfgTable read = store.Read(table, operation, line, 1);
+  if (!read) return -1;
+  fill(read);
+  return 0;
+}
+
 bool Named(const char* name, const char* const* names, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     if (std::strcmp(name, names[i]) == 0) return true;
@@ -262,52 +275,45 @@ int XMLS_initEtherStatCatCM(XmlNode* element) {
 }
 
 int XMLS_initAtmStatCatCM(XmlNode* element) {
-  FtmCfgReader store;
-  if (!store.ok()) return -1;
-  FtmCfgTable atm = store.Read("BcmAtm", "XMLS_initAtmStatCatCM", __LINE__, 1);
-  if (!atm) return -1;
-  WalkAll(element, [&atm](XmlNode* child) {
-    if (const CellSource* source = FindSource(kAtmCells, child->name)) {
-      XmlSetText(child, atm.Cell(0, source->column));
-    } else if (std::strcmp(child->name, "VC_CHAN_NUM") == 0) {
-      XmlSetText(child, "1");  // the one channel the board has
-      FillRow(child, kVcCells, atm, 0);
-    }
-  });
-  return 0;
+  return FillFromFirstRow("BcmAtm", "XMLS_initAtmStatCatCM", __LINE__,
+                          [element](const FtmCfgTable& atm) {
+                            WalkAll(element, [&atm](XmlNode* child) {
+                              if (const CellSource* source = FindSource(kAtmCells, child->name)) {
+                                XmlSetText(child, atm.Cell(0, source->column));
+                              } else if (std::strcmp(child->name, "VC_CHAN_NUM") == 0) {
+                                XmlSetText(child, "1");  // the one channel the board has
+                                FillRow(child, kVcCells, atm, 0);
+                              }
+                            });
+                          });
 }
 
 int XMLS_initDslStatCM(XmlNode* element) {
-  FtmCfgReader store;
-  if (!store.ok()) return -1;
-  FtmCfgTable xcvr = store.Read("Xcvr", "XMLS_initDslStatCM", __LINE__, 1);
-  if (!xcvr) return -1;
-  WalkAll(element, [&xcvr](XmlNode* child) {
-    const char* name = child->name;
-    if (const CellSource* source = FindSource(kDslCells, name)) {
-      XmlSetText(child, xcvr.Cell(0, source->column));
-    } else if (const CellSource* rate = FindSource(kDslRates, name)) {
-      char text[32];
-      FormatRate(xcvr.Cell(0, rate->column), text);
-      XmlSetText(child, text);
-    } else if (std::strcmp(name, "READY_STATUS") == 0) {
-      XmlSetText(child, (FtmActiveTests & kFtmTestThroughput) != 0 ? "READY" : "NOT_READY");
-    } else if (Named(name, kDslUnknown, sizeof kDslUnknown / sizeof kDslUnknown[0])) {
-      XmlSetText(child, "UNKNOWN");
-    } else if (std::strcmp(name, "AUTO_PAIR") == 0) {
-      XmlSetText(child, GpioReadIo(kAutoPairPoint) == kAutoPairOuter ? "OUTER" : "INNER");
-    }
-  });
-  return 0;
+  return FillFromFirstRow(
+      "Xcvr", "XMLS_initDslStatCM", __LINE__, [element](const FtmCfgTable& xcvr) {
+        WalkAll(element, [&xcvr](XmlNode* child) {
+          const char* name = child->name;
+          if (const CellSource* source = FindSource(kDslCells, name)) {
+            XmlSetText(child, xcvr.Cell(0, source->column));
+          } else if (const CellSource* rate = FindSource(kDslRates, name)) {
+            char text[32];
+            FormatRate(xcvr.Cell(0, rate->column), text);
+            XmlSetText(child, text);
+          } else if (std::strcmp(name, "READY_STATUS") == 0) {
+            XmlSetText(child, (FtmActiveTests & kFtmTestThroughput) != 0 ? "READY" : "NOT_READY");
+          } else if (Named(name, kDslUnknown, sizeof kDslUnknown / sizeof kDslUnknown[0])) {
+            XmlSetText(child, "UNKNOWN");
+          } else if (std::strcmp(name, "AUTO_PAIR") == 0) {
+            XmlSetText(child, GpioReadIo(kAutoPairPoint) == kAutoPairOuter ? "OUTER" : "INNER");
+          }
+        });
+      });
 }
 
 int XMLS_GetFlashErrCM(XmlNode* element) {
-  FtmCfgReader store;
-  if (!store.ok()) return -1;
-  FtmCfgTable flash = store.Read("FlashErr", "XMLS_GetFlashErrCM", __LINE__, 1);
-  if (!flash) return -1;
-  FillRow(element, kFlashCells, flash, 0);
-  return 0;
+  return FillFromFirstRow(
+      "FlashErr", "XMLS_GetFlashErrCM", __LINE__,
+      [element](const FtmCfgTable& flash) { FillRow(element, kFlashCells, flash, 0); });
 }
 
 int XMLS_Get_Wl0_StatCM(XmlNode* element) {

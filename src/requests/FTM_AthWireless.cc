@@ -235,6 +235,20 @@ void KeepAlnum(char* text) {
   *out = '\0';
 }
 
+// A text item the driver reports into a kept element: letters and digits
+// only, and printed with `trace`. False when the request failed (the
+// element is then emptied).
+bool ReadTextItem(WifiSocket& wifi, XmlNode* node, unsigned long code, const char* name,
+                  size_t length, const char* trace) {
+  static_assert(kCountryLength <= kModeLength, "one buffer holds both items");
+  char text[kModeLength + 1];
+  const bool ok = wifi.GetText(code, name, text, length) == 0;
+  KeepAlnum(text);
+  FtmLogConsole(trace, text);
+  XmlSetText(node, text);
+  return ok;
+}
+
 // Reads one radio's four driver items into the kept document; false when a
 // request failed.
 bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
@@ -268,20 +282,16 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
 
   std::snprintf(item, sizeof item, "MODE_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
-    char mode[kModeLength + 1];
-    if (wifi.GetText(kFtmSiocIwGetMode, radio.interface, mode, kModeLength) != 0) ok = false;
-    KeepAlnum(mode);
-    FtmLogConsole("Mode is %s\n", mode);
-    XmlSetText(node, mode);
+    ok =
+        ReadTextItem(wifi, node, kFtmSiocIwGetMode, radio.interface, kModeLength, "Mode is %s\n") &&
+        ok;
   }
 
   std::snprintf(item, sizeof item, "DOMAIN_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
-    char country[kCountryLength + 1];
-    if (wifi.GetText(kFtmSiocIwGetCountry, radio.device, country, kCountryLength) != 0) ok = false;
-    KeepAlnum(country);
-    FtmLogConsole(index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n", country);
-    XmlSetText(node, country);
+    ok = ReadTextItem(wifi, node, kFtmSiocIwGetCountry, radio.device, kCountryLength,
+                      index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n") &&
+         ok;
   }
   return ok;
 }
