@@ -215,15 +215,19 @@ bool FtmctlTftp::SecondAck(uint16_t block) {
   return false;
 }
 
+int FtmctlTftp::Begin(TftpOpcode opcode, const std::string& name,
+                      uint8_t (&request)[kTftpPacketSize], FtmctlTransfer* result) {
+  if (!Open(result)) return -1;
+  const int length = TftpBuildRequest(opcode, name.c_str(), request, sizeof request);
+  if (length < 0) result->message = "file name too long";
+  return length;
+}
+
 FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
   FtmctlTransfer result;
-  if (!Open(&result)) return result;
   uint8_t request[kTftpPacketSize];
-  const int requestLength = TftpBuildRequest(TFTP_RRQ, name.c_str(), request, sizeof request);
-  if (requestLength < 0) {
-    result.message = "file name too long";
-    return result;
-  }
+  const int requestLength = Begin(TFTP_RRQ, name, request, &result);
+  if (requestLength < 0) return result;
   uint8_t packet[kTftpPacketSize + 1];
   uint8_t ack[kTftpHeaderSize];
   uint16_t expected = 1;
@@ -269,13 +273,9 @@ FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
 
 FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& content, bool image) {
   FtmctlTransfer result;
-  if (!Open(&result)) return result;
   uint8_t request[kTftpPacketSize];
-  const int requestLength = TftpBuildRequest(TFTP_WRQ, name.c_str(), request, sizeof request);
-  if (requestLength < 0) {
-    result.message = "file name too long";
-    return result;
-  }
+  const int requestLength = Begin(TFTP_WRQ, name, request, &result);
+  if (requestLength < 0) return result;
   // A size that is a multiple of 512 ends with an empty block.
   const size_t blocks = content.size() / kTftpBlockSize + 1;
   uint8_t packet[kTftpPacketSize + 1];

@@ -78,6 +78,10 @@ class FtmctlTftp {
 
  private:
   bool Open(FtmctlTransfer* result);
+  // Opens the socket and builds the request: its length, or -1 with
+  // *result saying why not.
+  int Begin(TftpOpcode opcode, const std::string& name, uint8_t (&request)[kTftpPacketSize],
+            FtmctlTransfer* result);
   bool Send(const uint8_t* bytes, int length, const std::string& what);
   // Waits up to `seconds` for a datagram from the board's port. Returns its
   // length, 0 on time-out, -1 on a socket failure.
