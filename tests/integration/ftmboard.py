@@ -34,6 +34,7 @@ TICK = 0.25  # one pass of the transfer task
 GRACE_TICKS = 11  # idle passes after an upload that still answer a resent last block
 DATA_WAIT = 3.01  # the wait for a DATA block: 301 polls of 10 ms
 ACK_WAIT = 3.25  # the wait for an ACK: 13 polls of 250 ms
+HEX_PAUSE = 3.0  # the transfer task's pause after a ".hex" image
 
 
 def free_port():
