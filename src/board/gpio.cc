@@ -13,8 +13,8 @@ namespace {
 const char kGpioDevice[] = "/dev/gpioctrl";
 
 void Report(GpioReport report, const char* text) {
+  if (report == GpioReport::kBoth) return FtmLogBoth("%s", text);
   FtmLogSyslog(LOG_ERR, "%s", text);
-  if (report == GpioReport::kBoth) FtmLogConsole("%s\n", text);
   if (report == GpioReport::kStarred) FtmLogConsole("************ %s\n\r", text);
 }
 
