@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   size_t pos = 0;
   while (pos + 3 <= size) {
-    size_t length = static_cast<size_t>(data[pos] << 8 | data[pos + 1]) % kFtmPacketSize + 1;
+    size_t length = static_cast<size_t>(data[pos] << 8 | data[pos + 1]) % kTftpPacketSize + 1;
     sockaddr_in station;
     std::memset(&station, 0, sizeof station);
     station.sin_family = AF_INET;
@@ -54,7 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ftm_ProcessRcvTFTPData(data + pos, length, &station);
     pos += length;
   }
-  uint8_t datagram[kFtmPacketSize];
+  uint8_t datagram[kTftpPacketSize];
   int length;
   while ((length = ftm_GetRcvTFTPData(datagram)) != 0) FtmTaskHandle(datagram, length);
   // Idle ticks end any grace period, so runs do not depend on each other.

@@ -2,6 +2,10 @@
 // as "flash" events; the factory-test software version is the first line of
 // the board file flash/ftm_version (a missing file makes the query fail, as
 // a driver without a version would).
+//
+// The request numbers are the driver's own, written here and not taken
+// from the daemon's headers: a daemon that sends a wrong number is refused
+// as on the board.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>

@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 namespace {
@@ -33,8 +35,8 @@ const char* FTM_GetSoftwareVersion() {
   // leave a half-written text in the shared buffer.
   char version[kFtmSoftwareVersionSize] = {};
   if (device.Ioctl(FLSHMGMT_GET_FTMSOFTWAREVERSION, version) != 0) {
-    FtmSyslog(LOG_ERR, "%s: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed",
-              "FTM_GetSoftwareVersion");
+    FtmLogSyslog(LOG_ERR, "%s: FLSHMGMT_GET_FTMSOFTWAREVERSION ioctl failed",
+                 "FTM_GetSoftwareVersion");
     return g_softwareVersion;
   }
   version[kFtmSoftwareVersionSize - 1] = '\0';
@@ -43,16 +45,11 @@ const char* FTM_GetSoftwareVersion() {
 }
 
 void FTM_GetBootMode_Kestra(char* buffer, size_t size) {
-  char command[64];
-  std::memset(command, 0, sizeof command);
-  std::snprintf(command, sizeof command, "uboot_env --get --name bootdelay > %s", kBootDelayFile);
-  FtmPlatform().System(command);
-
-  PlatformFile file(kBootDelayFile, "r");
-  if (file.get() == nullptr) return;
   char line[64];
-  if (std::fgets(line, sizeof line, file.get()) == nullptr) return;
+  if (!FtmCommandFirstLine(kBootDelayFile, line, sizeof line, "uboot_env --get --name bootdelay")) {
+    return;
+  }
   int value = FtmDecimal(line);
-  std::printf("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
+  FtmLogConsole("\n %s boot delay value = %d \n\n", "FTM_GetBootMode_Kestra", value);
   if (buffer != nullptr && size > 0) std::snprintf(buffer, size, "%d", value);
 }

@@ -5,13 +5,45 @@
 
 #include <cstdio>
 
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 namespace {
 
 const char kGpioDevice[] = "/dev/gpioctrl";
 
+void Report(GpioReport report, const char* text) {
+  if (report == GpioReport::kBoth) return FtmLogBoth("%s", text);
+  FtmLogSyslog(LOG_ERR, "%s", text);
+  if (report == GpioReport::kStarred) FtmLogConsole("************ %s\n\r", text);
+}
+
 }  // namespace
+
+GpioDevice::GpioDevice(GpioReport report) : device_(kGpioDevice, O_RDWR), report_(report) {
+  if (!device_.ok()) Report(report, "Cannot open gpio driver");
+}
+
+int GpioDevice::Fail(const char* text) const {
+  Report(report_, text);
+  return -1;
+}
+
+int GpioDevice::SetSwitch(int point, int value) {
+  GpioIoRecord record = {point, value};
+  if (Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) return Fail("GPIOCTRL_ENTERFTM ioctl failed");
+  if (Ioctl(GPIOCTRL_WRITEIO, &record) != 0) return Fail("GPIOCTRL_WRITEIO ioctl failed");
+  return 0;
+}
+
+int GpioEnterFtm() {
+  GpioDevice device(GpioReport::kBoth);
+  GpioIoRecord record = {0, 0};
+  if (!device.ok() || device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
+    return device.Fail("GPIOCTRL_ENTERFTM ioctl failed");
+  }
+  return 0;
+}
 
 const GpioLed kGpioLeds[kGpioLedCount] = {
     {"WPS_LED", GPIO_WPS_LED},
@@ -26,50 +58,35 @@ const GpioLed kGpioLeds[kGpioLedCount] = {
 };
 
 int GpioWriteIo(int point, int value) {
-  std::printf("eUserIOPoint = %d\n", point);
-  PlatformDevice device(kGpioDevice, O_RDWR);
-  if (!device.ok()) {
-    FtmLogBoth("Cannot open gpio driver");
-    return -1;
-  }
+  FtmLogConsole("eUserIOPoint = %d\n", point);
+  GpioDevice device(GpioReport::kBoth);
+  if (!device.ok()) return -1;
   GpioIoRecord record = {point, value};
   if (value == kGpioExitFtmValue) {
-    if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
-      FtmLogBoth("GPIOCTRL_EXITFTM ioctl failed");
-      return -1;
-    }
+    if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0)
+      return device.Fail("GPIOCTRL_EXITFTM ioctl failed");
     return 0;
   }
-  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmLogBoth("GPIOCTRL_ENTERFTM ioctl failed");
-    return -1;
-  }
+  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0)
+    return device.Fail("GPIOCTRL_ENTERFTM ioctl failed");
   int rc;
   if (point == GPIO_ALL_LEDS) {
     unsigned long request = value != 0 ? GPIOCTRL_ALLLEDS_ON : GPIOCTRL_ALLLEDS_OFF;
-    rc = device.Ioctl(request, nullptr);
-    std::printf("ioctl  iGpioCtl= %lu\n", request);
+    rc = device.Ioctl(static_cast<GpioCtrlRequest>(request), nullptr);
+    FtmLogConsole("ioctl  iGpioCtl= %lu\n", request);
   } else {
     rc = device.Ioctl(GPIOCTRL_WRITEIO, &record);
   }
-  if (rc != 0) {
-    FtmLogBoth("GPIOCTRL_WRITEIO ioctl failed");
-    return -1;
-  }
+  if (rc != 0) return device.Fail("GPIOCTRL_WRITEIO ioctl failed");
   return 0;
 }
 
 int GpioReadIo(int point) {
-  PlatformDevice device(kGpioDevice, O_RDWR);
-  if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
-    return -1;
-  }
+  GpioDevice device(GpioReport::kSyslog);
+  if (!device.ok()) return -1;
   GpioIoRecord record = {point, 0};
-  if (device.Ioctl(GPIOCTRL_READIO, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_READIO ioctl failed");
-    record.value = -1;
-  }
+  if (device.Ioctl(GPIOCTRL_READIO, &record) != 0)
+    return device.Fail("GPIOCTRL_READIO ioctl failed");
   return record.value;
 }
 
@@ -89,20 +106,13 @@ int GpioSetVoiceRelay(int line, int value) {
 }
 
 int GpioStartupLteCycle() {
-  PlatformDevice device(kGpioDevice, O_RDWR);
-  if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
-    std::printf("************ Cannot open gpio driver\n\r");
-    return -1;
-  }
+  GpioDevice device(GpioReport::kStarred);
+  if (!device.ok()) return -1;
   // The driver is handed the record before anything is written into it; it
   // starts zeroed so that what it sees is defined.
   GpioIoRecord record = {0, 0};
-  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
-    std::printf("************ GPIOCTRL_ENTERFTM ioctl failed\n\r");
-    return -1;
-  }
+  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0)
+    return device.Fail("GPIOCTRL_ENTERFTM ioctl failed");
   struct Step {
     int point;
     int value;
@@ -112,8 +122,8 @@ int GpioStartupLteCycle() {
     record.eUserIOPoint = step.point;
     record.value = step.value;
     if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
-      FtmSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
-      std::printf("%s", step.failure);
+      FtmLogSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
+      FtmLogConsole("%s", step.failure);
     }
   };
   write({eLTEPowerEnable, 0, "************ eLTEPowerEnable 0 GPIOCTRL_WRITEIO ioctl failed \n\r"});
@@ -123,9 +133,9 @@ int GpioStartupLteCycle() {
   write({eLTEWifiDisable, 0, "************ eLTEWifiDisable 0 GPIOCTRL_WRITEIO ioctl failed\n\r"});
   FtmUsleep(15000000);
   if (device.Ioctl(GPIOCTRL_EXITFTM, &record) != 0) {
-    FtmLogBoth("GPIOCTRL_EXITFTM ioctl failed");
+    Report(GpioReport::kBoth, "GPIOCTRL_EXITFTM ioctl failed");
     return -1;
   }
-  std::printf("GPIOCTRL_EXITFTM ioctl success\n");
+  FtmLogConsole("GPIOCTRL_EXITFTM ioctl success\n");
   return 0;
 }

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "platform/platform.h"
+
 // The argument of the point requests: two 32-bit words in board byte order.
 struct GpioIoRecord {
   int32_t eUserIOPoint;
@@ -13,7 +15,9 @@ struct GpioIoRecord {
 };
 static_assert(sizeof(GpioIoRecord) == 8, "the driver reads two 32-bit words");
 
-// ioctl requests: plain numbers, no size or direction encoding.
+// ioctl requests: plain numbers, no size or direction encoding. The
+// simulated board's driver model writes its own copy of these numbers and
+// of the LED points on purpose, so that a wrong number here is caught there.
 enum GpioCtrlRequest : unsigned long {
   GPIOCTRL_READIO = 4,
   GPIOCTRL_WRITEIO = 5,
@@ -56,6 +60,38 @@ extern const GpioLed kGpioLeds[kGpioLedCount];
 
 // Written to any point, this value leaves test mode instead of setting a level.
 constexpr int kGpioExitFtmValue = 99;
+
+// How a failure of the device is reported: at LOG_ERR on syslog only; also
+// as the same line on standard output; or also as a starred console line
+// ending "\n\r" (the start-up's style). Each operation has its own, as the
+// board's software has it.
+enum class GpioReport { kSyslog, kBoth, kStarred };
+
+// "/dev/gpioctrl", opened for one operation and closed on every path out of
+// it; a failed open reports "Cannot open gpio driver". Every request to the
+// device is made in gpio.cc.
+class GpioDevice {
+ public:
+  explicit GpioDevice(GpioReport report);
+
+  bool ok() const { return device_.ok(); }
+  // A push-button line: enters test mode with {point, value} and writes
+  // it. 0, or -1 after reporting the request that failed.
+  int SetSwitch(int point, int value);
+
+  int Ioctl(GpioCtrlRequest request, void* arg) { return device_.Ioctl(request, arg); }
+  // Reports `text` in the device's style; -1.
+  int Fail(const char* text) const;
+
+ private:
+  PlatformDevice device_;
+  GpioReport report_;
+};
+
+// Enters test mode with the record {0, 0} (the reset-switch test); failures
+// are reported on syslog and standard output, an unopened device with both
+// lines. 0 or -1.
+int GpioEnterFtm();
 
 // Enters test mode and drives one point (or all LEDs for point 100, or leaves
 // test mode for value 99). 0 on success, -1 on failure.

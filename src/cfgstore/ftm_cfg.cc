@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "dispatch/ftm_status.h"
+#include "platform/ftm_log.h"
 
 const char kFtmCfgSourceFile[] = "FTM_Apis.c";
 
@@ -43,22 +44,29 @@ const char* FtmCfgTable::Cell(int row, int column) const {
   return cell != nullptr ? cell : "";
 }
 
-void FtmCfgReportNoSession() {
-  std::fprintf(stderr, "error: failed to start session\n");
-  ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+FtmCfgReader::FtmCfgReader(const char* tag, FtmCfgReport report)
+    : session_(kFtmCfgReadMode, tag), report_(report) {
+  if (ok()) return;
+  FtmLogStderr("error: failed to start session\n");
+  if (report_ == FtmCfgReport::kRecord) ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
 }
 
-void FtmCfgReportReadFailed(const char* name) {
-  std::fprintf(stderr, "error: failed to read table: %s\n", name);
-  ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+FtmCfgTable FtmCfgReader::ReadQuietly(const char* name, const char* operation, int line) const {
+  FtmCfgTable table;
+  table.Read(session_.id(), name, operation, line);
+  return table;
 }
 
-bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     FtmCfgTable* table, int rows) {
-  if (table->Read(session, name, operation, line) == 0 && table->rows() >= rows) return true;
-  table->Free();
-  FtmCfgReportReadFailed(name);
-  return false;
+FtmCfgTable FtmCfgReader::Read(const char* name, const char* operation, int line, int rows) const {
+  FtmCfgTable table = ReadQuietly(name, operation, line);
+  if (table.ok() && table.rows() >= rows) return table;
+  if (report_ == FtmCfgReport::kRecord) {
+    FtmLogStderr("error: failed to read table: %s\n", name);
+    ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
+  } else {
+    FtmLogConsole("error: failed to read table: %s\n", name);
+  }
+  return FtmCfgTable();
 }
 
 int FtmCfgSetField(CfgSession session, const char* table, const char* column, int row,
@@ -67,9 +75,9 @@ int FtmCfgSetField(CfgSession session, const char* table, const char* column, in
   int32_t col = cfg_findCol(session, table, column);
   if (cfg_setField(session, table, row, col, value) == 0) return 0;
   ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-  std::printf("FTM write failed on table=%s row=%d col=%d(%s) value='%s'\n", table, row,
-              static_cast<int>(col), column != nullptr ? column : "(null)",
-              value != nullptr ? value : "(null)");
+  FtmLogConsole("FTM write failed on table=%s row=%d col=%d(%s) value='%s'\n", table, row,
+                static_cast<int>(col), column != nullptr ? column : "(null)",
+                value != nullptr ? value : "(null)");
   return -1;
 }
 

@@ -36,20 +36,27 @@ class FtmCfgSession {
   CfgSession id_;
 };
 
-// A table record from the library, freed on destruction or by the next Read.
+// A table record from the library, freed on destruction (an FtmCfgReader
+// hands them out).
 class FtmCfgTable {
  public:
   FtmCfgTable() = default;
   ~FtmCfgTable() { Free(); }
+  FtmCfgTable(FtmCfgTable&& other) noexcept : table_(other.table_) { other.table_ = nullptr; }
+  FtmCfgTable& operator=(FtmCfgTable&& other) noexcept {
+    if (this != &other) {
+      Free();
+      table_ = other.table_;
+      other.table_ = nullptr;
+    }
+    return *this;
+  }
   FtmCfgTable(const FtmCfgTable&) = delete;
   FtmCfgTable& operator=(const FtmCfgTable&) = delete;
 
-  // cl_cfg_getTable with the call site ("FTM_Apis.c", operation, line); the
-  // library's result, 0 on success. Reports nothing.
-  int32_t Read(CfgSession session, const char* name, const char* operation, int line);
-  void Free();
-
+  // True when the table was read.
   bool ok() const { return table_ != nullptr; }
+  explicit operator bool() const { return ok(); }
   int rows() const { return table_ != nullptr ? table_->rowCount : 0; }
   int columns() const { return table_ != nullptr ? table_->colCount : 0; }
   // The cell at a column position of a data row (both from 0). A cell the
@@ -62,21 +69,43 @@ class FtmCfgTable {
   const char* CellOrNull(int row, int column) const;
 
  private:
+  friend class FtmCfgReader;
+  // cl_cfg_getTable with the call site ("FTM_Apis.c", operation, line); the
+  // library's result, 0 on success. Reports nothing.
+  int32_t Read(CfgSession session, const char* name, const char* operation, int line);
+  void Free();
+
   CfgTable* table_ = nullptr;
 };
 
-// The read pattern's reports: the message on standard error and "Fail to
-// Create Xml File" in the error record.
-void FtmCfgReportNoSession();                   // "error: failed to start session\n"
-void FtmCfgReportReadFailed(const char* name);  // "error: failed to read table: %s\n"
+// How a store read reports its failures. kRecord, the read pattern:
+// "error: failed to start session\n" and "error: failed to read table: %s\n"
+// on standard error, and "Fail to Create Xml File" in the error record.
+// kConsole (the Wi-Fi switch's read-back): the session's message on standard
+// error, the table's on standard output, nothing recorded.
+enum class FtmCfgReport { kRecord, kConsole };
 
-// Step 2 of the read pattern: reads the table into *table, or reports the
-// failure ("error: failed to read table: %s\n", "Fail to Create Xml File")
-// and returns false. `rows` is how many data rows the reader takes by
-// position: a table with fewer is released and counts as a failed read, so
-// that the reader's elements stay as they were rather than go out empty.
-bool FtmCfgReadTable(CfgSession session, const char* name, const char* operation, int line,
-                     FtmCfgTable* table, int rows = 0);
+// The store read of one operation: a session of mode 0 (tagged `tag`, or
+// untagged) started on construction, its failure reported, and ended on
+// destruction; the tables it reads are the caller's, released with them.
+class FtmCfgReader {
+ public:
+  explicit FtmCfgReader(const char* tag = nullptr, FtmCfgReport report = FtmCfgReport::kRecord);
+
+  bool ok() const { return session_.ok(); }
+
+  // Reads a table, or reports the failure and hands out an empty one.
+  // `rows` is how many data rows the reader takes by position: a table with
+  // fewer counts as a failed read, so that the reader's elements stay as
+  // they were rather than go out empty.
+  FtmCfgTable Read(const char* name, const char* operation, int line, int rows = 0) const;
+  // The same read without a report, for a reader with a message of its own.
+  FtmCfgTable ReadQuietly(const char* name, const char* operation, int line) const;
+
+ private:
+  FtmCfgSession session_;
+  FtmCfgReport report_;
+};
 
 // Writes one field inside the caller's session and transaction; the column
 // by name. 0, or -1 after recording "Write data failed" and printing

@@ -9,8 +9,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "board/gpio.h"
 #include "core/ftm_conn.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "tftp/tftp_task.h"
 
@@ -23,38 +25,27 @@ void* TaskEntry(void*) {
 }
 
 [[noreturn]] void ReceiveLoop() {
-  uint8_t buffer[kFtmPacketSize];
+  uint8_t buffer[kTftpPacketSize];
   sockaddr_in source;
   for (;;) {
     socklen_t length = sizeof source;
     ssize_t count = ::recvfrom(FtmListenSocket, buffer, sizeof buffer, 0,
                                reinterpret_cast<sockaddr*>(&source), &length);
-    if (count <= 0) {
-      FtmSyslog(LOG_ERR, "recvfrom() failed\n");
-      FtmFatalExit("recvfrom() failed");
-    }
+    // The board logs a failed receive twice, with a line end and then as
+    // the fatal exit's message; both lines are its own output.
+    if (count <= 0) FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
     ftm_ProcessRcvTFTPData(buffer, static_cast<size_t>(count), &source);
   }
 }
 
 }  // namespace
 
-void FtmFatalExit(const char* message) {
-  FtmSyslog(LOG_ERR, "%s", message);
-  // No orderly shutdown: the transfer task may be mid-transfer, so the
-  // process ends without running destructors under its feet.
-  std::fflush(nullptr);
-  ::_exit(-1);
-}
-
 void FtmMain() {
-  FtmSyslog(LOG_INFO, "FTM Started\n");
+  FtmLogSyslog(LOG_INFO, "FTM Started\n");
   FtmClearConnections();
 
   if (::pthread_create(&g_taskThread, nullptr, TaskEntry, nullptr) != 0) {
-    FtmSyslog(LOG_ERR, "%s FATAL: failed to start tftp_task thread", "ftmd");
-    std::fflush(nullptr);
-    ::_exit(-1);
+    FtmFatalExit("ftmd FATAL: failed to start tftp_task thread");
   }
   ::pthread_detach(g_taskThread);
 
@@ -69,10 +60,10 @@ void FtmMain() {
     FtmFatalExit("bind() failed");
   }
 
-  FtmPlatform().System("rmmod NetUSB");
+  FtmRunCommand("rmmod NetUSB");
   GpioStartupLteCycle();
-  FtmPlatform().System("switch_utility RegisterSet 0xccd 0x0");
-  FtmPlatform().System("switch_utility RegisterSet 0xc50 0x1805");
+  FtmRunCommand("switch_utility RegisterSet 0xccd 0x0");
+  FtmRunCommand("switch_utility RegisterSet 0xc50 0x1805");
   FtmPlatform().Unlink("/PRST/current.cfg");
   FtmPlatform().Unlink("/PRST/current.bak");
   FtmPlatform().Unlink("/PRST/DSL_MODE");

@@ -2,9 +2,6 @@
 #ifndef FTM_CORE_FTM_TASK_H_
 #define FTM_CORE_FTM_TASK_H_
 
-// Logs the message at LOG_ERR and ends the process with status -1.
-[[noreturn]] void FtmFatalExit(const char* message);
-
 // Start-up in its fixed order, then the receive loop; never returns.
 [[noreturn]] void FtmMain();
 

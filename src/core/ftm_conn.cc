@@ -12,6 +12,7 @@
 #include <mutex>
 #include <new>
 
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 int FtmListenSocket = -1;
@@ -72,7 +73,7 @@ int FindOrAssign(const sockaddr_in& source) {
   entry.firstBuffer = nullptr;
   entry.secondBuffer = nullptr;
   GiveEntry(entry, source);
-  std::printf("Close Old Connection %d\n", victim);
+  FtmLogConsole("Close Old Connection %d\n", victim);
   return victim;
 }
 
@@ -85,14 +86,14 @@ void FtmClearConnections() {
 }
 
 void ftm_ProcessRcvTFTPData(const uint8_t* data, size_t count, const sockaddr_in* source) {
-  if (count > kFtmPacketSize) count = kFtmPacketSize;
+  if (count > kTftpPacketSize) count = kTftpPacketSize;
   g_current.store(FindOrAssign(*source));
   {
     std::lock_guard<std::mutex> lock(g_queueMutex);
     QueuedPacket* node = nullptr;
     if (g_queueCount < kFtmQueueLimit) node = new (std::nothrow) QueuedPacket();
     if (node == nullptr) {
-      std::printf("ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
+      FtmLogConsole("ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
       return;
     }
     std::memcpy(node->payload, data, count);

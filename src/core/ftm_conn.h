@@ -13,8 +13,9 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "tftp/tftp_wire.h"
+
 constexpr int kFtmMaxConnections = 100;
-constexpr int kFtmPacketSize = 516;  // 4 header bytes and 512 data bytes
 constexpr uint32_t kFtmConnectionCountdown = 120;
 // Most datagrams the queue holds at once; one more is refused like a failed
 // allocation, so a flood cannot eat the board's memory.
@@ -32,7 +33,7 @@ struct TftpConnection {
 // One node of the packet queue.
 struct QueuedPacket {
   uint16_t length;
-  uint8_t payload[kFtmPacketSize];
+  uint8_t payload[kTftpPacketSize];
   QueuedPacket* next;
 };
 

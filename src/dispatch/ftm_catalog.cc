@@ -104,6 +104,10 @@ FtmErrorInfo* FTM_PutFile(char* text, const char* name) {
   for (const UploadRow& row : kUploads) {
     if (std::strcmp(name, row.name) != 0) continue;
     if (row.handler == nullptr) break;  // not handled by this build
+    // A handler that failed without recording a message of its own (a
+    // board call failed) is answered with the record as it stands: the
+    // message of the last failure before it, or an empty one. That is the
+    // board's answer, kept here on purpose and nowhere else.
     return row.handler(text) == 0 ? nullptr : FtmGetErrorInfo();
   }
   return NotSupported();

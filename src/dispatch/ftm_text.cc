@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 
 int FtmDecimal(const char* text) {
   if (text == nullptr) return 0;
@@ -9,6 +10,10 @@ int FtmDecimal(const char* text) {
   if (value > INT_MAX) return INT_MAX;
   if (value < INT_MIN) return INT_MIN;
   return static_cast<int>(value);
+}
+
+bool FtmIs(const char* text, const char* word) {
+  return text != nullptr && std::strcmp(text, word) == 0;
 }
 
 bool FtmIsDigits(const char* text) {

@@ -16,4 +16,7 @@ int FtmDecimal(const char* text);
 // form of a request's value that may be put into a board command line.
 bool FtmIsDigits(const char* text);
 
+// True when text is exactly `word`; a null text is no word.
+bool FtmIs(const char* text, const char* word);
+
 #endif  // FTM_DISPATCH_FTM_TEXT_H_

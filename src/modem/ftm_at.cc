@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 const char kFtmModemDevice[] = "/dev/ttyUSB1";
@@ -41,8 +42,8 @@ constexpr size_t kAtFinalResultCount = sizeof kAtFinalResults / sizeof kAtFinalR
 // long as the daemon: a result split over two reads is still recognised.
 unsigned g_matched[kAtFinalResultCount];
 
-// The port's descriptor: 0 when none is open, -1 after a failed open.
-int g_port = 0;
+// The port's descriptor: -1 when none is open (also after a failed open).
+int g_port = -1;
 
 // 2 seconds, in tenths.
 constexpr unsigned char kReadTimeoutTenths = 20;
@@ -89,8 +90,8 @@ int openModemDevice(const char* path) {
 }
 
 int closeModemDevice() {
-  if (g_port > 0) FtmPlatform().Close(g_port);
-  g_port = 0;
+  if (g_port >= 0) FtmPlatform().Close(g_port);
+  g_port = -1;
   return 0;
 }
 
@@ -108,10 +109,10 @@ int setTtyAttributes(int fd) {
 }
 
 int writeToDevice(const char* command, int length) {
-  if (g_port <= 0) return 1;
+  if (g_port < 0) return 1;
   ssize_t written = ::write(g_port, command, static_cast<size_t>(length));
   if (written < 0) {
-    std::printf("\n Write %s to device is Failed \n", command);
+    FtmLogConsole("\n Write %s to device is Failed \n", command);
     return 0;
   }
   return 1;
@@ -131,7 +132,7 @@ int readFromDevice(char* buffer) {
     ssize_t got = ::read(g_port, &c, 1);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
-      std::puts("\n Read Failed ");
+      FtmLogConsole("\n Read Failed \n");
       return 0;
     }
     if (got == 0) return 0;  // 2 seconds without a byte

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/ftm_log.h"
+
 namespace {
 
 const char kSimFailed[] = "SIM not inserted/Failed";
@@ -31,7 +33,7 @@ int Run(const Query& query) {
   for (size_t i = 0; i < query.count; ++i) query.fields[i][0] = '\0';
   if (writeToDevice(query.command, query.length) == 0) return 0;
   if (readFromDevice(response) == 0) return 0;
-  std::printf("\n%s: Read %s \n", query.name, response);
+  FtmLogConsole("\n%s: Read %s \n", query.name, response);
   switch (lastResultCode) {
     case -5:  // OK
       for (size_t i = 0; i < query.count; ++i) {
@@ -42,7 +44,7 @@ int Run(const Query& query) {
       }
       return 1;
     case -1:  // +CME ERROR
-      std::printf("\n%s: Read failed \n", query.name);
+      FtmLogConsole("\n%s: Read failed \n", query.name);
       // The read stopped at "+CME ERROR": the ": " found is the first in the
       // answer, usually the rest of an earlier error's line.
       if (getResponseValue(": ", response, value) == 1) {
@@ -54,7 +56,7 @@ int Run(const Query& query) {
       }
       return 1;
     default:
-      if (!query.pin) std::printf("\n%s: Read failed \n", query.name);
+      if (!query.pin) FtmLogConsole("\n%s: Read failed \n", query.name);
       return 1;
   }
 }

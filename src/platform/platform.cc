@@ -1,10 +1,5 @@
 #include "platform/platform.h"
 
-#include <syslog.h>
-
-#include <cstdarg>
-#include <cstdio>
-
 namespace {
 Platform* g_installed = nullptr;
 }  // namespace
@@ -17,18 +12,4 @@ Platform& FtmPlatform() {
 
 void PlatformInstall(Platform* platform) {
   g_installed = platform;
-}
-
-void FtmSyslog(int priority, const char* format, ...) {
-  char message[512];
-  va_list args;
-  va_start(args, format);
-  std::vsnprintf(message, sizeof message, format, args);
-  va_end(args);
-  FtmPlatform().Syslog(priority, message);
-}
-
-void FtmLogBoth(const char* message) {
-  FtmSyslog(LOG_ERR, "%s", message);
-  std::printf("%s\n", message);
 }

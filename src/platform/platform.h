@@ -1,11 +1,13 @@
 // The platform seam: every call by which the daemon reaches outside its own
-// process, other than the TFTP socket and the modem's termio calls, passes
-// through one object of this interface.
+// process passes through one object of this interface, except the TFTP
+// socket, the reads and writes on the modem's port (its open and termio
+// settings do pass here) and the console lines (platform/ftm_log.h).
 //
 // Two backends implement it and the build picks one: `linux` (a thin
 // pass-through to the real system, for the board) and `sim` (the simulated
 // board of a PC, see docs/simulator.md). The daemon's logic never knows which
-// one it runs on. Tests may install a recording fake with PlatformInstall().
+// one it runs on. Tests derive from PlatformWrapper, override the calls they
+// watch and install it with PlatformInstall().
 //
 // Paths are the board's absolute paths exactly as the daemon writes them
 // ("/dev/gpioctrl", "/PRST/current.cfg"); a backend maps them as it must.
@@ -125,14 +127,6 @@ class PlatformFile {
  private:
   FILE* f_;
 };
-
-// The daemon's one syslog path: formats into a bounded buffer (longer text is
-// cut) and hands the message to the platform.
-void FtmSyslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
-
-// A failure the board's software reports twice: to syslog at LOG_ERR and as
-// one line on standard output ("Cannot open gpio driver").
-void FtmLogBoth(const char* message);
 
 // Sleeps like usleep(3) in board time.
 inline void FtmUsleep(unsigned long micros) {

@@ -5,6 +5,7 @@
 
 #include "dispatch/ftm_status.h"
 #include "modem/ftm_modem_query.h"
+#include "platform/ftm_log.h"
 #include "reports/ftm_report.h"
 #include "xml/xml_templates.h"
 #include "xml/xml_write.h"
@@ -12,17 +13,17 @@
 void FtmReadAntennaText(const char* fill, char* text) {
   text[0] = '\0';
   if (unlockDevice() == 0) {
-    std::printf("\n Failed to unlock %s device\n", kFtmModemDevice);
+    FtmLogConsole("\n Failed to unlock %s device\n", kFtmModemDevice);
     return;
   }
   SignalValues signal;
   int result = getSignalValue(&signal);
   if (result == 0 || result == 2) {
-    std::puts("\n Failed to get signal value");
+    FtmLogConsole("\n Failed to get signal value\n");
     return;
   }
-  std::printf("\n %s:%d sSignalValues.mainSignal = %s sSignalValues.auxSignal = %s\n", fill,
-              __LINE__, signal.mainSignal, signal.auxSignal);
+  FtmLogConsole("\n %s:%d sSignalValues.mainSignal = %s sSignalValues.auxSignal = %s\n", fill,
+                __LINE__, signal.mainSignal, signal.auxSignal);
   // "Main: %s, Aux: %s". Two levels of up to 127 characters each may not
   // fit the field: the text is cut at its end, so a station sees at least
   // the main level whole.
@@ -36,10 +37,10 @@ void FtmReadAntennaText(const char* fill, char* text) {
 
 int XMLS_GetAntennaInfoCM(XmlNode* element) {
   static const char kFill[] = "XMLS_GetAntennaInfoCM";
-  std::printf("\n%s:%d\n", kFill, __LINE__);
+  FtmLogConsole("\n%s:%d\n", kFill, __LINE__);
   if (element->children == nullptr || element->children[0] == nullptr) return 0;
   FtmModemPort port(kFtmModemDevice);
-  if (!port.usable()) std::printf("\n Failed to open %s device\n", kFtmModemDevice);
+  if (!port.usable()) FtmLogConsole("\n Failed to open %s device\n", kFtmModemDevice);
   for (XmlNode** child = element->children; *child != nullptr; ++child) {
     if (std::strcmp((*child)->name, "ANT") != 0) continue;
     char text[kAtValueSize] = "";

@@ -8,6 +8,7 @@
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "xml/xml_write.h"
 
 namespace {
@@ -60,15 +61,11 @@ void Walk(XmlNode* element, int limit, Fill fill) {
 }  // namespace
 
 int XMLS_GetModemInfoCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
 
   // Pass 1: the production data and the boot loader's boot delay.
-  FtmCfgTable production;
-  if (FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, &production)) {
+  if (FtmCfgTable production = store.Read("ProductionData", kOperation, __LINE__)) {
     Walk(element, kProductionLimit, [&production](XmlNode* child) {
       if (const CellSource* source = FindSource(kProductionCells, child->name)) {
         XmlSetText(child, production.Cell(0, source->column));
@@ -82,14 +79,11 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
       XmlSetText(child, delay);
       return true;
     });
-    production.Free();
   }
 
   // Pass 2: software versions and description, from two tables held together.
-  FtmCfgTable appSw;
-  FtmCfgTable productType;
-  if (FtmCfgReadTable(session.id(), "AppSwInfo", kOperation, __LINE__, &appSw)) {
-    if (FtmCfgReadTable(session.id(), "ProductType", kOperation, __LINE__, &productType)) {
+  if (FtmCfgTable appSw = store.Read("AppSwInfo", kOperation, __LINE__)) {
+    if (FtmCfgTable productType = store.Read("ProductType", kOperation, __LINE__)) {
       Walk(element, kSoftwareLimit, [&appSw, &productType](XmlNode* child) {
         if (const CellSource* source = FindSource(kAppSwCells, child->name)) {
           XmlSetText(child, appSw.Cell(0, source->column));
@@ -104,54 +98,42 @@ int XMLS_GetModemInfoCM(XmlNode* element) {
         return true;
       });
     }
-    appSw.Free();
-    productType.Free();
   }
 
   // Pass 3: the loaded INI file and the software load.
-  FtmCfgTable load;
-  if (FtmCfgReadTable(session.id(), "ProductInfo", kOperation, __LINE__, &load)) {
+  if (FtmCfgTable load = store.Read("ProductInfo", kOperation, __LINE__)) {
     Walk(element, kLoadLimit, [&load](XmlNode* child) {
       const CellSource* source = FindSource(kLoadCells, child->name);
       if (source == nullptr) return false;
       XmlSetText(child, load.Cell(0, source->column));
       return true;
     });
-    load.Free();
   }
 
   // Pass 4: the transceiver; its table decides the result.
-  FtmCfgTable xcvr;
-  if (!FtmCfgReadTable(session.id(), "Xcvr", kOperation, __LINE__, &xcvr)) {
-    return -1;
-  }
+  FtmCfgTable xcvr = store.Read("Xcvr", kOperation, __LINE__);
+  if (!xcvr) return -1;
   Walk(element, kXcvrLimit, [&xcvr](XmlNode* child) {
     const CellSource* source = FindSource(kXcvrCells, child->name);
     if (source == nullptr) return false;
     XmlSetText(child, xcvr.Cell(0, source->column));
     return true;
   });
-  xcvr.Free();
   return 0;
 }
 
 int FtmWifiSwStat(XmlNode* doc) {
   // Reported on the console only: nothing of this item reaches the error record.
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    std::fputs("error: failed to start session\n", stderr);
-    return -1;
+  bool enabled;
+  {
+    FtmCfgReader store(nullptr, FtmCfgReport::kConsole);
+    if (!store.ok()) return -1;
+    // A table without the 2.4 GHz radio's row is read as not read at all:
+    // the element stays as it was.
+    FtmCfgTable table = store.Read("WlanConfig", "FtmWifiSwStat", __LINE__, 1);
+    if (!table) return -1;
+    enabled = std::strcmp(table.Cell(0, 0), "1") == 0;
   }
-  FtmCfgTable table;
-  // A table without the 2.4 GHz radio's row is read as not read at all:
-  // the element stays as it was.
-  if (table.Read(session.id(), "WlanConfig", "FtmWifiSwStat", __LINE__) != 0 || !table.ok() ||
-      table.rows() < 1) {
-    std::printf("error: failed to read table: %s\n", "WlanConfig");
-    return -1;
-  }
-  bool enabled = std::strcmp(table.Cell(0, 0), "1") == 0;
-  table.Free();
   XmlNode* node = XmlFindPath(doc, "TEST_CONFIG", "WIFI_PWR_SWITCH", "WIFI_PWR_STATUS");
   if (node == nullptr) return -1;
   XmlSetText(node, enabled ? "OPEN" : "CLOSED");
@@ -229,6 +211,19 @@ void FormatRate(const char* cell, char (&text)[32]) {
   std::snprintf(text, sizeof text, "%10.3f", static_cast<double>(rate));
 }
 
+// A section filled from the first row of one table, read in a session of
+// its own; a table without rows counts as unreadable. 0, or -1 when the
+// session or the read failed.
+template <typename Fill>
+int FillFromFirstRow(const char* table, const char* operation, int line, Fill fill) {
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
+  FtmCfgTable read = store.Read(table, operation, line, 1);
+  if (!read) return -1;
+  fill(read);
+  return 0;
+}
+
 bool Named(const char* name, const char* const* names, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     if (std::strcmp(name, names[i]) == 0) return true;
@@ -238,12 +233,12 @@ bool Named(const char* name, const char* const* names, size_t count) {
 
 }  // namespace
 
-int GetInterfaceName(CfgSession session, const char* logicalName,
+int GetInterfaceName(const FtmCfgReader& store, const char* logicalName,
                      char (&name)[kFtmInterfaceNameSize]) {
   std::memset(name, 0, sizeof name);
-  FtmCfgTable table;
-  if (table.Read(session, "ProductInterfaces", "GetInterfaceName", __LINE__) != 0) {
-    std::printf("%s Interface Name is not available\n", logicalName);
+  FtmCfgTable table = store.ReadQuietly("ProductInterfaces", "GetInterfaceName", __LINE__);
+  if (!table) {
+    FtmLogConsole("%s Interface Name is not available\n", logicalName);
     return -1;
   }
   // The last of the first run of rows that name the logical interface.
@@ -261,112 +256,83 @@ int GetInterfaceName(CfgSession session, const char* logicalName,
     std::memcpy(name, found, std::strlen(found) + 1);
   }
   if (name[0] != '\0') return 0;
-  std::printf("%s Interface Name is not available\n", logicalName);
+  FtmLogConsole("%s Interface Name is not available\n", logicalName);
   return -1;
 }
 
 int XMLS_initEtherStatCatCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
   char name[kFtmInterfaceNameSize];
-  if (GetInterfaceName(session.id(), "SwingJack", name) != 0) return 0;
-  FtmCfgTable netDev;
+  if (GetInterfaceName(store, "SwingJack", name) != 0) return 0;
   // Without a row for the port's interface, the first row's counters: a
   // table without rows has none to give and counts as unreadable.
-  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_initEtherStatCatCM", __LINE__, &netDev, 1)) {
-    return -1;
-  }
+  FtmCfgTable netDev = store.Read("NetDev", "XMLS_initEtherStatCatCM", __LINE__, 1);
+  if (!netDev) return -1;
   int row = FindInterfaceRow(netDev, name);
   FillRow(element, kEtherCells, netDev, row >= 0 ? row : 0);
   return 0;
 }
 
 int XMLS_initAtmStatCatCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
-  FtmCfgTable atm;
-  if (!FtmCfgReadTable(session.id(), "BcmAtm", "XMLS_initAtmStatCatCM", __LINE__, &atm, 1)) {
-    return -1;
-  }
-  WalkAll(element, [&atm](XmlNode* child) {
-    if (const CellSource* source = FindSource(kAtmCells, child->name)) {
-      XmlSetText(child, atm.Cell(0, source->column));
-    } else if (std::strcmp(child->name, "VC_CHAN_NUM") == 0) {
-      XmlSetText(child, "1");  // the one channel the board has
-      FillRow(child, kVcCells, atm, 0);
-    }
-  });
-  return 0;
+  return FillFromFirstRow("BcmAtm", "XMLS_initAtmStatCatCM", __LINE__,
+                          [element](const FtmCfgTable& atm) {
+                            WalkAll(element, [&atm](XmlNode* child) {
+                              if (const CellSource* source = FindSource(kAtmCells, child->name)) {
+                                XmlSetText(child, atm.Cell(0, source->column));
+                              } else if (std::strcmp(child->name, "VC_CHAN_NUM") == 0) {
+                                XmlSetText(child, "1");  // the one channel the board has
+                                FillRow(child, kVcCells, atm, 0);
+                              }
+                            });
+                          });
 }
 
 int XMLS_initDslStatCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
-  FtmCfgTable xcvr;
-  if (!FtmCfgReadTable(session.id(), "Xcvr", "XMLS_initDslStatCM", __LINE__, &xcvr, 1)) return -1;
-  WalkAll(element, [&xcvr](XmlNode* child) {
-    const char* name = child->name;
-    if (const CellSource* source = FindSource(kDslCells, name)) {
-      XmlSetText(child, xcvr.Cell(0, source->column));
-    } else if (const CellSource* rate = FindSource(kDslRates, name)) {
-      char text[32];
-      FormatRate(xcvr.Cell(0, rate->column), text);
-      XmlSetText(child, text);
-    } else if (std::strcmp(name, "READY_STATUS") == 0) {
-      XmlSetText(child, (FtmActiveTests & kFtmTestThroughput) != 0 ? "READY" : "NOT_READY");
-    } else if (Named(name, kDslUnknown, sizeof kDslUnknown / sizeof kDslUnknown[0])) {
-      XmlSetText(child, "UNKNOWN");
-    } else if (std::strcmp(name, "AUTO_PAIR") == 0) {
-      XmlSetText(child, GpioReadIo(kAutoPairPoint) == kAutoPairOuter ? "OUTER" : "INNER");
-    }
-  });
-  return 0;
+  return FillFromFirstRow(
+      "Xcvr", "XMLS_initDslStatCM", __LINE__, [element](const FtmCfgTable& xcvr) {
+        WalkAll(element, [&xcvr](XmlNode* child) {
+          const char* name = child->name;
+          if (const CellSource* source = FindSource(kDslCells, name)) {
+            XmlSetText(child, xcvr.Cell(0, source->column));
+          } else if (const CellSource* rate = FindSource(kDslRates, name)) {
+            char text[32];
+            FormatRate(xcvr.Cell(0, rate->column), text);
+            XmlSetText(child, text);
+          } else if (std::strcmp(name, "READY_STATUS") == 0) {
+            XmlSetText(child, (FtmActiveTests & kFtmTestThroughput) != 0 ? "READY" : "NOT_READY");
+          } else if (Named(name, kDslUnknown, sizeof kDslUnknown / sizeof kDslUnknown[0])) {
+            XmlSetText(child, "UNKNOWN");
+          } else if (std::strcmp(name, "AUTO_PAIR") == 0) {
+            XmlSetText(child, GpioReadIo(kAutoPairPoint) == kAutoPairOuter ? "OUTER" : "INNER");
+          }
+        });
+      });
 }
 
 int XMLS_GetFlashErrCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
-  FtmCfgTable flash;
-  if (!FtmCfgReadTable(session.id(), "FlashErr", "XMLS_GetFlashErrCM", __LINE__, &flash, 1)) {
-    return -1;
-  }
-  FillRow(element, kFlashCells, flash, 0);
-  return 0;
+  return FillFromFirstRow(
+      "FlashErr", "XMLS_GetFlashErrCM", __LINE__,
+      [element](const FtmCfgTable& flash) { FillRow(element, kFlashCells, flash, 0); });
 }
 
 int XMLS_Get_Wl0_StatCM(XmlNode* element) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
   // Without a name the buffer stays empty and no row matches it.
   char name[kFtmInterfaceNameSize];
-  GetInterfaceName(session.id(), "Wireless", name);
-  FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "NetDev", "XMLS_Get_Wl0_StatCM", __LINE__, &table)) {
-    return -1;
+  GetInterfaceName(store, "Wireless", name);
+  {
+    FtmCfgTable netDev = store.Read("NetDev", "XMLS_Get_Wl0_StatCM", __LINE__);
+    if (!netDev) return -1;
+    // Without a row for the wireless interface (a table without rows has
+    // none) the counters keep their values.
+    int row = name[0] != '\0' ? FindInterfaceRow(netDev, name) : -1;
+    if (row >= 0) FillRow(element, kWirelessCells, netDev, row);
   }
-  // Without a row for the wireless interface (a table without rows has
-  // none) the counters keep their values.
-  int row = name[0] != '\0' ? FindInterfaceRow(table, name) : -1;
-  if (row >= 0) FillRow(element, kWirelessCells, table, row);
-  table.Free();
-
   // A table without rows has no count to give: a failed read.
-  if (!FtmCfgReadTable(session.id(), "WlanStations", "XMLS_Get_Wl0_StatCM", __LINE__, &table, 1)) {
+  FtmCfgTable table = store.Read("WlanStations", "XMLS_Get_Wl0_StatCM", __LINE__, 1);
+  if (!table) {
     WalkAll(element, [](XmlNode* child) {
       if (std::strcmp(child->name, "WIRE_STATIONS") == 0) XmlSetText(child, "Read Fail");
     });

@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-#include "cfgstore/libcfg.h"
+#include "cfgstore/ftm_cfg.h"
 #include "xml/xml_doc.h"
 
 // Fills a MODEM_INFO element in place, in four passes over its children
@@ -42,7 +42,7 @@ constexpr size_t kFtmInterfaceNameSize = 52;
 // caller's session. 0 when a name was found; -1 otherwise, after printing
 // "%s Interface Name is not available\n". A name longer than 51 characters
 // is not taken: the look-up fails as for a missing one.
-int GetInterfaceName(CfgSession session, const char* logicalName,
+int GetInterfaceName(const FtmCfgReader& store, const char* logicalName,
                      char (&name)[kFtmInterfaceNameSize]);
 
 #endif  // FTM_REPORTS_FTM_APIS_H_

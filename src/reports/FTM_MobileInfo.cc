@@ -7,6 +7,7 @@
 
 #include "dispatch/ftm_status.h"
 #include "modem/ftm_modem_query.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "reports/FTM_AntennaInfo.h"
 #include "reports/ftm_report.h"
@@ -28,13 +29,13 @@ void FillSim(XmlNode* child, bool usable) {
   char status[kAtValueSize] = "";
   switch (getPINStatus(status)) {
     case 0:
-      std::puts("\n Failed to get SIM PIN status");
+      FtmLogConsole("\n Failed to get SIM PIN status\n");
       XmlSetText(child, kSimFailed);
       break;
     case 2:
       // The modem answered, without the line: a SIM that needs nothing.
-      std::puts("\n Failed to get SIM PIN status");
-      FtmSyslog(LOG_DEBUG, "\n%s:%d: Got Just Ok No Data\n", kFill, __LINE__);
+      FtmLogConsole("\n Failed to get SIM PIN status\n");
+      FtmLogSyslog(LOG_DEBUG, "\n%s:%d: Got Just Ok No Data\n", kFill, __LINE__);
       XmlSetText(child, "READY");
       break;
     default:
@@ -67,23 +68,23 @@ void FillIdentity(XmlNode* child, const IdentityField& field, bool usable) {
   ManufactureInfo info;
   int result = getManufacturerInfo(&info);
   if (result == 0 || result == 2) {
-    std::puts(field.failure);
+    FtmLogConsole("%s\n", field.failure);
     XmlSetText(child, "");
     return;
   }
   const char* text = info.*field.text;
-  if (field.trace != nullptr) std::printf(field.trace, kFill, __LINE__, text);
+  if (field.trace != nullptr) FtmLogConsole(field.trace, kFill, __LINE__, text);
   XmlSetText(child, text);
 }
 
 }  // namespace
 
 int XMLS_GetMobileInfoCM(XmlNode* element) {
-  std::printf("\n%s:%d\n", kFill, __LINE__);
+  FtmLogConsole("\n%s:%d\n", kFill, __LINE__);
   if (element->children == nullptr || element->children[0] == nullptr) return 0;
   FtmModemPort port(kFtmModemDevice);
   bool usable = port.usable();
-  if (!usable) std::printf("\n Failed to open %s device\n", kFtmModemDevice);
+  if (!usable) FtmLogConsole("\n Failed to open %s device\n", kFtmModemDevice);
   int filled = 0;
   for (XmlNode** child = element->children; *child != nullptr && filled < kMobileLimit; ++child) {
     const char* name = (*child)->name;

@@ -10,7 +10,7 @@
 namespace {
 
 // Kept for the daemon's life once made, with the last text built from it.
-XmlNode* FtmProgressDoc = nullptr;
+XmlKeptDoc FtmProgressDoc(FTM_NewDownloadStatusDoc);
 char* g_text = nullptr;
 int g_length = 0;
 
@@ -20,15 +20,15 @@ const char* FTM_GetProgressXml() {
   std::free(g_text);
   g_text = nullptr;
   g_length = 0;
-  if (FtmProgressDoc == nullptr) FtmProgressDoc = FTM_NewDownloadStatusDoc();
-  if (FtmProgressDoc == nullptr) {
+  XmlNode* doc = FtmProgressDoc.get();
+  if (doc == nullptr) {
     // No memory for the template: as for every document that cannot be made.
     ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
     return nullptr;
   }
-  if (XmlNode* status = XmlFindPath(FtmProgressDoc, "DOWNLOAD_STATUS", nullptr, nullptr)) {
+  if (XmlNode* status = XmlFindPath(doc, "DOWNLOAD_STATUS", nullptr, nullptr)) {
     XmlSetText(status, FtmDownloadInProgress != 0 ? "NOT_DONE" : "DONE");
-    FTM_BuildReportFile(&g_text, &g_length, FtmProgressDoc);
+    FTM_BuildReportFile(&g_text, &g_length, doc);
   }
   return g_text != nullptr ? std::strchr(g_text, '<') : nullptr;
 }

@@ -7,8 +7,7 @@
 
 namespace {
 
-// Made by the first request and never freed nor reset.
-XmlNode* FtmStatisticsDoc = nullptr;
+XmlKeptDoc FtmStatisticsDoc(FTM_NewStatsDoc);
 
 }  // namespace
 
@@ -25,7 +24,8 @@ int FtmUpdStatistics() {
   };
   for (const Section& section : kSections) {
     // A fill's failure is in the error record; the report is served anyway.
-    if (XmlNode* element = XmlFindPath(FtmStatisticsDoc, "FTM_STATS", section.name, nullptr)) {
+    if (XmlNode* element =
+            XmlFindPath(FtmStatisticsDoc.get(), "FTM_STATS", section.name, nullptr)) {
       section.fill(element);
     }
   }
@@ -33,12 +33,11 @@ int FtmUpdStatistics() {
 }
 
 int FTM_GetStatisticsXml(char** buffer, int* length) {
-  if (FtmStatisticsDoc == nullptr) FtmStatisticsDoc = FTM_NewStatsDoc();
-  if (FtmStatisticsDoc == nullptr) {
+  if (FtmStatisticsDoc.get() == nullptr) {
     ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
     return -1;
   }
   int rc = FtmUpdStatistics();
   if (rc != 0) return rc;
-  return FTM_BuildReportFile(buffer, length, FtmStatisticsDoc);
+  return FTM_BuildReportFile(buffer, length, FtmStatisticsDoc.get());
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
@@ -36,11 +37,11 @@ struct PortCounter {
 // link drops.
 PortCounter g_counters[kSwitchPorts][2];
 
-XmlNode* FtmStats4portDoc = nullptr;
+XmlKeptDoc FtmStats4portDoc(FTM_NewEthernetDoc);
 
 struct PortRow {
   const char* element;
-  int switchPort;  // also the port's SwitchStat data row
+  int statRow;  // the port's SwitchStat row, also its counter records' index
 };
 const PortRow kPorts[] = {
     {"PORT_1", 3}, {"PORT_2", 2}, {"PORT_3", 1}, {"PORT_4", 0}, {"PORT_5", 4},
@@ -54,16 +55,6 @@ int32_t Add32(int32_t a, int32_t b) {
   return static_cast<int32_t>(static_cast<uint32_t>(a) + static_cast<uint32_t>(b));
 }
 
-// Port 5's reading: the RMON line's number as the shell leaves it in `file`,
-// at most 9 characters of its first line; empty when there is none.
-void ReadRmon(const char* command, const char* file, char (&reading)[10]) {
-  FtmPlatform().System(command);
-  reading[0] = '\0';
-  PlatformFile in(file, "r");
-  if (in.get() == nullptr) return;
-  if (std::fgets(reading, sizeof reading, in.get()) == nullptr) reading[0] = '\0';
-}
-
 // The two counts of a port: from the SwitchStat row, or for port 5 from the
 // switch utility's RMON counters through a work file.
 struct Counter {
@@ -75,12 +66,10 @@ struct Counter {
 };
 const Counter kCounters[] = {
     {"ETH_IN", kReceivedColumn,
-     "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-     "/tmp/Recpkt",
+     "switch_utility RMON_Get 5 | grep 'Receive Packet' | cut -d'=' -f2 | cut -d ' ' -f2",
      "/tmp/Recpkt", kFtmPortReceived},
     {"ETH_OUT", kTransmittedColumn,
-     "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2 > "
-     "/tmp/Transpkt",
+     "switch_utility RMON_Get 5 | grep 'Transmit Packet' | cut -d'=' -f2 | cut -d ' ' -f2",
      "/tmp/Transpkt", kFtmPortTransmitted},
 };
 
@@ -115,8 +104,9 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
                     counter.direction);
           break;
         }
+        // The RMON line's number, at most 9 characters; empty when there is none.
         char reading[10];
-        ReadRmon(counter.rmonCommand, counter.rmonFile, reading);
+        FtmCommandFirstLine(counter.rmonFile, reading, sizeof reading, "%s", counter.rmonCommand);
         FillCount(*child, reading, linkUp, port, counter.direction);
       }
     }
@@ -125,12 +115,12 @@ void FillPort(XmlNode* element, int port, const FtmCfgTable& table) {
 
 }  // namespace
 
-int FtmUpdatePortCounter(const char* reading, bool linkUp, int switchPort,
+int FtmUpdatePortCounter(const char* reading, bool linkUp, int statRow,
                          FtmPortDirection direction) {
-  if (reading == nullptr || switchPort < 0 || switchPort >= kSwitchPorts) return 0;
+  if (reading == nullptr || statRow < 0 || statRow >= kSwitchPorts) return 0;
   int32_t value = FtmDecimal(reading);
   if (value < 0) return 0;
-  PortCounter& c = g_counters[switchPort][direction];
+  PortCounter& c = g_counters[statRow][direction];
   switch (c.state) {
     case kDown:
       if (linkUp) c.state = kCameUp;
@@ -153,38 +143,30 @@ int FtmUpdatePortCounter(const char* reading, bool linkUp, int switchPort,
   return 1;
 }
 
-int FtmPortCount(int switchPort, FtmPortDirection direction) {
-  if (switchPort < 0 || switchPort >= kSwitchPorts) return 0;
-  const PortCounter& c = g_counters[switchPort][direction];
+int FtmPortCount(int statRow, FtmPortDirection direction) {
+  if (statRow < 0 || statRow >= kSwitchPorts) return 0;
+  const PortCounter& c = g_counters[statRow][direction];
   return Add32(c.base, c.current);
 }
 
 XmlNode* FtmStats4portDocument() {
-  if (FtmStats4portDoc == nullptr) FtmStats4portDoc = FTM_NewEthernetDoc();
-  if (FtmStats4portDoc == nullptr) ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-  return FtmStats4portDoc;
+  XmlNode* doc = FtmStats4portDoc.get();
+  if (doc == nullptr) ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
+  return doc;
 }
 
 int FtmUpdStats4portNew() {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return -1;
-  }
-  {
-    // Read and released at once: only its failure is reported.
-    FtmCfgTable production;
-    FtmCfgReadTable(session.id(), "ProductionData", kOperation, __LINE__, &production);
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return -1;
+  // Read and released at once: only its failure is reported.
+  store.Read("ProductionData", kOperation, __LINE__);
   // Every port's link is in its row: a table without the five rows is
   // unreadable, and nothing is refreshed.
-  FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "SwitchStat", kOperation, __LINE__, &table, kSwitchPorts)) {
-    return -1;
-  }
+  FtmCfgTable table = store.Read("SwitchStat", kOperation, __LINE__, kSwitchPorts);
+  if (!table) return -1;
   for (const PortRow& port : kPorts) {
-    if (XmlNode* element = XmlFindPath(FtmStats4portDoc, "ETHERNET", port.element, nullptr)) {
-      FillPort(element, port.switchPort, table);
+    if (XmlNode* element = XmlFindPath(FtmStats4portDoc.get(), "ETHERNET", port.element, nullptr)) {
+      FillPort(element, port.statRow, table);
     }
   }
   return 0;
@@ -194,5 +176,5 @@ int FTM_GetStats4portXml(char** buffer, int* length) {
   if (FtmStats4portDocument() == nullptr) return -1;
   int rc = FtmUpdStats4portNew();
   if (rc != 0) return rc;
-  return FTM_BuildReportFile(buffer, length, FtmStats4portDoc);
+  return FTM_BuildReportFile(buffer, length, FtmStats4portDoc.get());
 }

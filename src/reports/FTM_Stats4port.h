@@ -28,11 +28,10 @@ enum FtmPortDirection { kFtmPortReceived = 0, kFtmPortTransmitted = 1 };
 // One counter record: takes a reading (null when absent) with the port's
 // link state. Returns 1 when it took the reading, 0 when it was absent or
 // negative (the record is then unchanged).
-int FtmUpdatePortCounter(const char* reading, bool linkUp, int switchPort,
-                         FtmPortDirection direction);
+int FtmUpdatePortCounter(const char* reading, bool linkUp, int statRow, FtmPortDirection direction);
 
 // The reported count of a record: base plus current reading, in 32-bit
 // two's complement.
-int FtmPortCount(int switchPort, FtmPortDirection direction);
+int FtmPortCount(int statRow, FtmPortDirection direction);
 
 #endif  // FTM_REPORTS_FTM_STATS4PORT_H_

@@ -7,6 +7,7 @@
 
 #include "board/gpio.h"
 #include "dispatch/ftm_status.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "reports/FTM_Apis.h"
 #include "requests/FTM_AthWireless.h"
@@ -121,7 +122,7 @@ void SplitLine(const char* line, int first, int last, std::string* fields) {
 void Usb(XmlNode* doc) {
   PlatformFile file(kScsiFile, "r");
   if (file.get() == nullptr) {
-    std::printf("failed to open %s\n", kScsiFile);
+    FtmLogConsole("failed to open %s\n", kScsiFile);
     return;
   }
   std::string fields[kUsbFields];

@@ -13,9 +13,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_TestConfig.h"
 #include "xml/xml_write.h"
@@ -56,12 +58,7 @@ class WifiSocket {
   WifiSocket() : fd_(FtmPlatform().Socket(AF_INET, SOCK_DGRAM, 0)) {
     if (fd_ < 0) {
       // Without the socket no radio can be set or read: the daemon ends.
-      // _exit, not exit: the main thread is still receiving, and must not
-      // see the process's static objects destroyed under it.
-      FtmSyslog(LOG_ERR, "FTM Cannot open socket");
-      std::printf("FTM Error openning socket\n");
-      std::fflush(stdout);
-      ::_exit(-1);
+      FtmFatalExit("FTM Cannot open socket", "FTM Error openning socket");
     }
   }
   ~WifiSocket() { FtmPlatform().Close(fd_); }
@@ -71,7 +68,7 @@ class WifiSocket {
   // One request; a failure is logged with the request's name. 0 or -1.
   int Request(unsigned long request, const char* name, void* arg) {
     if (FtmPlatform().Ioctl(fd_, request, arg) >= 0) return 0;
-    FtmSyslog(LOG_ERR, "FTM %s on %s failed", FtmWifiRequestName(request), name);
+    FtmLogSyslog(LOG_ERR, "FTM %s on %s failed", FtmWifiRequestName(request), name);
     return -1;
   }
 
@@ -134,10 +131,6 @@ class WifiSocket {
   int fd_;
 };
 
-bool Is(const char* a, const char* b) {
-  return std::strcmp(a, b) == 0;
-}
-
 bool ChannelAccepted(int radio, int channel) {
   if (channel >= 0 && channel <= 11) return true;
   if (radio == 0) return false;
@@ -149,23 +142,18 @@ bool ChannelAccepted(int radio, int channel) {
 enum class Setting { kChannel, kSsid, kMode, kDomain, kRadioCtrl, kUnknown };
 
 Setting SettingOf(const char* name) {
-  if (Is(name, "CHANNEL_24G") || Is(name, "CHANNEL_5G")) return Setting::kChannel;
-  if (Is(name, "SSID_24G") || Is(name, "SSID_5G")) return Setting::kSsid;
-  if (Is(name, "MODE_24G") || Is(name, "MODE_5G")) return Setting::kMode;
-  if (Is(name, "DOMAIN_24G") || Is(name, "DOMAIN_5G")) return Setting::kDomain;
-  if (Is(name, "WiFi_24G_Radio_Ctrl") || Is(name, "WiFi_5G_Radio_Ctrl")) {
+  if (FtmIs(name, "CHANNEL_24G") || FtmIs(name, "CHANNEL_5G")) return Setting::kChannel;
+  if (FtmIs(name, "SSID_24G") || FtmIs(name, "SSID_5G")) return Setting::kSsid;
+  if (FtmIs(name, "MODE_24G") || FtmIs(name, "MODE_5G")) return Setting::kMode;
+  if (FtmIs(name, "DOMAIN_24G") || FtmIs(name, "DOMAIN_5G")) return Setting::kDomain;
+  if (FtmIs(name, "WiFi_24G_Radio_Ctrl") || FtmIs(name, "WiFi_5G_Radio_Ctrl")) {
     return Setting::kRadioCtrl;
   }
   return Setting::kUnknown;
 }
 
-int Refused() {
-  ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-  return -1;
-}
-
-// One setting of a radio: 0, -1 after a refusal or a failed request.
-int ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode* child) {
+// One setting of a radio: accepted, refused, or failed with a request.
+FtmResult ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode* child) {
   const char* value = child->text;
   const char* ifname = radio.interface;
   // Text requests hand the driver a copy it may not write past.
@@ -173,59 +161,59 @@ int ApplySetting(WifiSocket& wifi, const Radio& radio, int index, XmlNode* child
   std::memset(text, 0, sizeof text);
   switch (SettingOf(child->name)) {
     case Setting::kChannel: {
-      if (!FtmIsDigits(value)) return Refused();
+      if (!FtmIsDigits(value)) return FtmResult::Refused(kFtmMsgTestNotSupported);
       int channel = FtmDecimal(value);
-      if (!ChannelAccepted(index, channel)) return Refused();
-      if (wifi.SetFlags(ifname, 0) != 0 || wifi.SetFrequency(ifname, channel) != 0) return -1;
-      return wifi.SetFlags(ifname, 1);
+      if (!ChannelAccepted(index, channel)) return FtmResult::Refused(kFtmMsgTestNotSupported);
+      if (wifi.SetFlags(ifname, 0) != 0 || wifi.SetFrequency(ifname, channel) != 0)
+        return FtmResult::Failed();
+      return FtmResult::Of(wifi.SetFlags(ifname, 1));
     }
     case Setting::kSsid: {
       size_t length = std::strlen(value);
-      if (length >= kSsidLimit) return Refused();
+      if (length >= kSsidLimit) return FtmResult::Refused(kFtmMsgTestNotSupported);
       std::memcpy(text, value, length);
-      if (wifi.Wireless(kFtmSiocSiwEssid, ifname, text, length + 1, 1) != 0) return -1;
-      if (wifi.SetFlags(ifname, 0) != 0) return -1;
-      return wifi.SetFlags(ifname, 1);
+      if (wifi.Wireless(kFtmSiocSiwEssid, ifname, text, length + 1, 1) != 0)
+        return FtmResult::Failed();
+      if (wifi.SetFlags(ifname, 0) != 0) return FtmResult::Failed();
+      return FtmResult::Of(wifi.SetFlags(ifname, 1));
     }
     case Setting::kMode: {
       size_t length = std::strlen(value);
-      if (length >= kModeLength) return Refused();
+      if (length >= kModeLength) return FtmResult::Refused(kFtmMsgTestNotSupported);
       std::memcpy(text, value, length);
-      if (wifi.SetFlags(ifname, 0) != 0) return -1;
-      std::printf("Put Mode is %s\n", text);
+      if (wifi.SetFlags(ifname, 0) != 0) return FtmResult::Failed();
+      FtmLogConsole("Put Mode is %s\n", text);
       if (wifi.Wireless(kFtmSiocIwSetMode, ifname, text, length + 1, 1) != 0) {
         FtmUsleep(2000000);
-        return -1;
+        return FtmResult::Failed();
       }
-      return wifi.SetFlags(ifname, 1);
+      return FtmResult::Of(wifi.SetFlags(ifname, 1));
     }
     case Setting::kDomain: {
       size_t length = std::strlen(value);
-      if (length >= kCountryLength) return 0;  // skipped without a message
+      if (length >= kCountryLength) return FtmResult::Accepted();  // skipped
       std::memcpy(text, value, length);
-      std::printf("Set counry is %s\n", text);
-      return wifi.Wireless(kFtmSiocIwSetCountry, radio.device, text, length + 1, 1);
+      FtmLogConsole("Set counry is %s\n", text);
+      return FtmResult::Of(wifi.Wireless(kFtmSiocIwSetCountry, radio.device, text, length + 1, 1));
     }
     case Setting::kRadioCtrl: {
       int on;
-      if (Is(value, "ON")) {
+      if (FtmIs(value, "ON")) {
         on = 1;
-      } else if (Is(value, "OFF")) {
+      } else if (FtmIs(value, "OFF")) {
         on = 0;
       } else {
-        return 0;  // skipped without a message
+        return FtmResult::Accepted();  // skipped
       }
       // The store's row follows the radio element, not the setting's name.
-      char command[64];
-      std::snprintf(command, sizeof command, "cfg_write WlanConfig.%d.Enabled=%d", index, on);
-      FtmPlatform().System(command);
-      return wifi.SetFlags(ifname, static_cast<short>(on));
+      FtmRunCommand("cfg_write WlanConfig.%d.Enabled=%d", index, on);
+      return FtmResult::Of(wifi.SetFlags(ifname, static_cast<short>(on)));
     }
     case Setting::kUnknown:
-      std::printf("No Element %s Found \n", child->name);
-      return 0;
+      FtmLogConsole("No Element %s Found \n", child->name);
+      return FtmResult::Accepted();
   }
-  return 0;
+  return FtmResult::Accepted();
 }
 
 // The kept element for one radio's item; records "Xml File InValid" when a
@@ -245,6 +233,20 @@ void KeepAlnum(char* text) {
     if (std::isalnum(static_cast<unsigned char>(*in))) *out++ = *in;
   }
   *out = '\0';
+}
+
+// A text item the driver reports into a kept element: letters and digits
+// only, and printed with `trace`. False when the request failed (the
+// element is then emptied).
+bool ReadTextItem(WifiSocket& wifi, XmlNode* node, unsigned long code, const char* name,
+                  size_t length, const char* trace) {
+  static_assert(kCountryLength <= kModeLength, "one buffer holds both items");
+  char text[kModeLength + 1];
+  const bool ok = wifi.GetText(code, name, text, length) == 0;
+  KeepAlnum(text);
+  FtmLogConsole(trace, text);
+  XmlSetText(node, text);
+  return ok;
 }
 
 // Reads one radio's four driver items into the kept document; false when a
@@ -280,20 +282,16 @@ bool ReadRadio(WifiSocket& wifi, XmlNode* doc, int index) {
 
   std::snprintf(item, sizeof item, "MODE_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
-    char mode[kModeLength + 1];
-    if (wifi.GetText(kFtmSiocIwGetMode, radio.interface, mode, kModeLength) != 0) ok = false;
-    KeepAlnum(mode);
-    std::printf("Mode is %s\n", mode);
-    XmlSetText(node, mode);
+    ok =
+        ReadTextItem(wifi, node, kFtmSiocIwGetMode, radio.interface, kModeLength, "Mode is %s\n") &&
+        ok;
   }
 
   std::snprintf(item, sizeof item, "DOMAIN_%s", suffix);
   if (XmlNode* node = KeptItem(doc, radio, item)) {
-    char country[kCountryLength + 1];
-    if (wifi.GetText(kFtmSiocIwGetCountry, radio.device, country, kCountryLength) != 0) ok = false;
-    KeepAlnum(country);
-    std::printf(index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n", country);
-    XmlSetText(node, country);
+    ok = ReadTextItem(wifi, node, kFtmSiocIwGetCountry, radio.device, kCountryLength,
+                      index == 0 ? "COUNTRY_24 code is %s\n" : "COUNTRY code is %s\n") &&
+         ok;
   }
   return ok;
 }
@@ -325,30 +323,31 @@ const char* FtmWifiRequestName(unsigned long request) {
   }
 }
 
-int FtmAthWirelessConfig(XmlNode* element) {
-  int result = 0;
-  if (element->children == nullptr) return 0;
+FtmResult FtmAthWirelessConfig(XmlNode* element) {
+  FtmResult result = FtmResult::Accepted();
+  if (element->children == nullptr) return result;
   for (XmlNode** it = element->children; *it != nullptr; ++it) {
-    if (Is((*it)->name, "ATH_24G_WIRELESS")) {
+    if (FtmIs((*it)->name, "ATH_24G_WIRELESS")) {
       result = FtmAthRadioConfig(*it, 0);
-    } else if (Is((*it)->name, "ATH_5G_WIRELESS")) {
+    } else if (FtmIs((*it)->name, "ATH_5G_WIRELESS")) {
       result = FtmAthRadioConfig(*it, 1);
     } else {
       continue;
     }
-    if (result == -1) return -1;
+    if (result.stops()) break;
   }
   return result;
 }
 
-int FtmAthRadioConfig(XmlNode* radioElement, int radio) {
+FtmResult FtmAthRadioConfig(XmlNode* radioElement, int radio) {
   WifiSocket wifi;
-  if (radioElement->children == nullptr) return 0;
+  if (radioElement->children == nullptr) return FtmResult::Accepted();
   for (XmlNode** it = radioElement->children; *it != nullptr; ++it) {
     if ((*it)->text == nullptr) continue;
-    if (ApplySetting(wifi, kRadios[radio], radio, *it) != 0) return -1;
+    FtmResult result = ApplySetting(wifi, kRadios[radio], radio, *it);
+    if (!result.accepted()) return result;
   }
-  return 0;
+  return FtmResult::Accepted();
 }
 
 int FtmUpdateAthWireless() {
@@ -357,13 +356,11 @@ int FtmUpdateAthWireless() {
   if (doc == nullptr) return -1;
   int result = 0;
   {
-    FtmCfgSession session(kFtmCfgReadMode, "FtmUpdateAthWireless");
+    FtmCfgReader store("FtmUpdateAthWireless");
     FtmCfgTable table;
-    if (!session.ok()) {
-      FtmCfgReportNoSession();
+    if (!store.ok()) {
       result = -1;
-    } else if (!FtmCfgReadTable(session.id(), "WlanConfig", "FtmUpdateAthWireless", __LINE__,
-                                &table, 2)) {
+    } else if (!(table = store.Read("WlanConfig", "FtmUpdateAthWireless", __LINE__, 2))) {
       // Both radios' rows are needed: without them both items stay as they were.
       result = -1;
     } else {

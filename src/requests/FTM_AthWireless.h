@@ -8,6 +8,7 @@
 #ifndef FTM_REQUESTS_FTM_ATHWIRELESS_H_
 #define FTM_REQUESTS_FTM_ATHWIRELESS_H_
 
+#include "dispatch/ftm_result.h"
 #include "xml/xml_doc.h"
 
 // The requests, as the driver numbers them.
@@ -28,13 +29,13 @@ enum FtmWifiRequest : unsigned long {
 const char* FtmWifiRequestName(unsigned long request);
 
 // The ATH_WIRELESS handler: each ATH_24G_WIRELESS / ATH_5G_WIRELESS child in
-// order; 0, or -1 at the first radio that fails.
-int FtmAthWirelessConfig(XmlNode* element);
+// order; accepted, or the result of the first radio that fails.
+FtmResult FtmAthWirelessConfig(XmlNode* element);
 
-// Applies one radio element's settings (radio 0 or 1). 0; -1 for a refused
-// channel, SSID or mode ("Test not supported") or a failed driver request
-// (no message). Ends the process (status -1) when no socket can be made.
-int FtmAthRadioConfig(XmlNode* radioElement, int radio);
+// Applies one radio element's settings (radio 0 or 1): accepted; refused
+// for a channel, SSID or mode ("Test not supported"); failed for a driver
+// request. Ends the process (status -1) when no socket can be made.
+FtmResult FtmAthRadioConfig(XmlNode* radioElement, int radio);
 
 // Reads both radios back into the kept TEST_CONFIG document. 0, or -1 when
 // the store read or any driver request failed (every item is still tried).

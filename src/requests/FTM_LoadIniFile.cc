@@ -6,6 +6,7 @@
 
 #include "cfgstore/ftm_cfg.h"
 #include "cfgstore/libini.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 
 namespace {
@@ -26,7 +27,7 @@ FtmErrorInfo* FtmLoadIniFile(char* text, const char* /*name*/) {
   int32_t reset = 1;
   if (ParseIniFile(&g_iniParseContext, &restart, &reset, 0) != 0) {
     ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-    std::puts("Process INI Fail!");
+    FtmLogConsole("Process INI Fail!\n");
     return FtmGetErrorInfo();
   }
   if (reset == 1) {

@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "dispatch/ftm_status.h"
+#include "board/board_command.h"
+#include "dispatch/ftm_result.h"
+#include "dispatch/ftm_text.h"
 #include "platform/platform.h"
 #include "reports/FTM_Stats4port.h"
 #include "xml/xml_write.h"
@@ -12,7 +14,7 @@ namespace {
 
 struct PortRow {
   const char* element;
-  int switchPort;
+  int utilityPort;  // the port's number for switch_utility
 };
 const PortRow kPorts[] = {
     {"PORT_1", 4}, {"PORT_2", 2}, {"PORT_3", 1}, {"PORT_4", 0}, {"PORT_5", 5},
@@ -40,39 +42,26 @@ bool PlainWord(const char* begin, const char* end) {
 // The port's current configuration: the first line of the work file that
 // the get command leaves (at most 31 characters), or empty. The file is
 // removed once read.
-void ReadConfiguration(int switchPort, char (&config)[kConfigChars + 1]) {
-  char command[128];
-  std::snprintf(command, sizeof command,
-                "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n' > %s", switchPort,
-                kWorkFile);
-  FtmPlatform().System(command);
-  config[0] = '\0';
-  {
-    PlatformFile file(kWorkFile, "r");
-    if (file.get() == nullptr) return;
-    if (std::fgets(config, sizeof config, file.get()) == nullptr) config[0] = '\0';
-  }
-  FtmPlatform().Unlink(kWorkFile);
+void ReadConfiguration(int utilityPort, char (&config)[kConfigChars + 1]) {
+  FtmCommandFirstLine(kWorkFile, config, sizeof config,
+                      "switch_utility PortLinkCfgGet %d | cut -d'=' -f2 | tr -d '\n'", utilityPort);
 }
 
-// A configuration that cannot go back to the switch as it was read: the
-// request is refused, so that the station never takes an ACK for a port
-// that was not set.
-int RefuseConfiguration() {
-  ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-  return -1;
-}
-
-int PortStep(XmlNode* element, int switchPort) {
+// A configuration that cannot go back to the switch as it was read is
+// refused ("Write data failed"), so that the station never takes an ACK for
+// a port that was not set.
+FtmResult PortStep(XmlNode* element, int utilityPort) {
   char config[kConfigChars + 1];
-  ReadConfiguration(switchPort, config);
+  ReadConfiguration(utilityPort, config);
   char command[128] = "switch_utility PortLinkCfgSet ";
   size_t used = std::strlen(command);
 
-  if (element->children == nullptr) return 0;
+  if (element->children == nullptr) return FtmResult::Accepted();
   XmlNode* first = element->children[0];
-  if (first == nullptr) return -1;
-  if (std::strcmp(first->name, "ETH_PORT_ACTIVE") != 0 || first->text == nullptr) return 0;
+  if (first == nullptr) return FtmResult::Failed();
+  if (!FtmIs(first->name, "ETH_PORT_ACTIVE") || first->text == nullptr) {
+    return FtmResult::Accepted();
+  }
   const bool inactive = std::strcmp(first->text, "NO") == 0;
 
   // The values are the runs of characters between blanks; the blank that
@@ -87,7 +76,7 @@ int PortStep(XmlNode* element, int switchPort) {
     if (end == nullptr) end = p + std::strlen(p);
     ++index;
     // Anything but plain words never reaches the shell.
-    if (!PlainWord(p, end)) return RefuseConfiguration();
+    if (!PlainWord(p, end)) return FtmResult::Refused(kFtmMsgWriteDataFailed);
     const char* value = p;
     int length = static_cast<int>(end - p);
     if (index == kForceValue) {
@@ -100,11 +89,11 @@ int PortStep(XmlNode* element, int switchPort) {
     // At most 16 values of 31 characters with their blanks: always fits.
     used += static_cast<size_t>(
         std::snprintf(command + used, sizeof command - used, " %.*s", length, value));
-    if (used >= sizeof command) return RefuseConfiguration();
+    if (used >= sizeof command) return FtmResult::Refused(kFtmMsgWriteDataFailed);
     p = end;
   }
-  FtmPlatform().System(command);
-  return 0;
+  FtmRunCommand("%s", command);
+  return FtmResult::Accepted();
 }
 
 }  // namespace
@@ -112,23 +101,19 @@ int PortStep(XmlNode* element, int switchPort) {
 int FtmPutEthernetPorts(const char* text) {
   XmlDoc document = XmlParseCopy(text);
   XmlNode* ethernet = document ? XmlFindChild(document.get(), "ETHERNET") : nullptr;
-  if (ethernet == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
-    return -1;
-  }
+  if (ethernet == nullptr) return FtmResult::Refused(kFtmMsgXmlFileInvalid).Report();
   // The four-port report's document is made here when it does not exist yet;
   // the request does not change it.
   FtmStats4portDocument();
 
-  int rc = 0;
+  FtmResult result = FtmResult::Accepted();
   if (ethernet->children == nullptr) return 0;
-  for (XmlNode** child = ethernet->children; *child != nullptr; ++child) {
+  for (XmlNode** child = ethernet->children; *child != nullptr && result.accepted(); ++child) {
     for (const PortRow& port : kPorts) {
-      if (std::strcmp((*child)->name, port.element) != 0) continue;
-      rc = PortStep(*child, port.switchPort);
+      if (!FtmIs((*child)->name, port.element)) continue;
+      result = PortStep(*child, port.utilityPort);
       break;
     }
-    if (rc != 0) break;
   }
-  return rc;
+  return result.Report();
 }

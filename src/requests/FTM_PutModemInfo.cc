@@ -3,8 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "cfgstore/ftm_cfg.h"
-#include "dispatch/ftm_status.h"
+#include "dispatch/ftm_result.h"
 #include "dispatch/ftm_text.h"
 #include "platform/platform.h"
 #include "xml/xml_write.h"
@@ -33,12 +34,8 @@ const char* StoreColumn(const char* element) {
 // The boot delay is the boot loader's, not the store's: it is set at once
 // and is not undone when a later element fails.
 void SetBootDelay(const char* text) {
-  char command[128];
-  std::memset(command, 0, sizeof command);
   // Only the converted number reaches the command line, never the text.
-  std::snprintf(command, sizeof command, "uboot_env --set --name bootdelay --value %d",
-                FtmDecimal(text));
-  FtmPlatform().System(command);
+  FtmRunCommand("uboot_env --set --name bootdelay --value %d", FtmDecimal(text));
 }
 
 void RemoveSavedConfiguration() {
@@ -67,10 +64,7 @@ int WriteElements(const FtmCfgWrite& write, XmlNode* info) {
 
 int FtmPutModemInfo(const char* text) {
   XmlDoc document = XmlParseCopy(text);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
+  if (!document) return FtmResult::Refused(kFtmMsgCreateXmlDataObjFailed).Report();
 
   XmlNode* info = XmlFindChild(document.get(), "MODEM_INFO");
   if (info == nullptr || info->children == nullptr || info->children[0] == nullptr) {
@@ -90,8 +84,8 @@ int FtmPutModemInfo(const char* text) {
       write.Abort();
     }
   }  // the session ends here
-  if (rc != 0) ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
   document.reset();
   RemoveSavedConfiguration();
-  return rc;
+  return (rc == 0 ? FtmResult::Accepted() : FtmResult::Refused(kFtmMsgWriteDataFailed, rc))
+      .Report();
 }

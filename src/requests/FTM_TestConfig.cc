@@ -7,11 +7,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "board/board_command.h"
 #include "board/board_ops.h"
 #include "board/gpio.h"
 #include "cfgstore/ftm_cfg.h"
+#include "dispatch/ftm_result.h"
 #include "dispatch/ftm_status.h"
 #include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_AthWireless.h"
 #include "requests/FTM_Voice.h"
@@ -20,7 +23,7 @@
 
 namespace {
 
-XmlNode* FtmTestConfigDoc = nullptr;
+XmlKeptDoc FtmTestConfigDoc(FTM_NewTestConfigDoc);
 
 const char kFallbackMac[] = "02:5e:a3:00:00:01";
 // "xx:xx:xx:xx:xx:xx" and its terminator.
@@ -28,14 +31,10 @@ constexpr size_t kMacSize = 18;
 // "0." + VPI + "." + VCI: what the delete script is given.
 constexpr size_t kCircuitSize = 48;
 
-bool Is(const char* a, const char* b) {
-  return a != nullptr && std::strcmp(a, b) == 0;
-}
-
 // 1 for "ON", 0 for "OFF", -1 for anything else.
 int OnOff(const char* text) {
-  if (Is(text, "ON")) return 1;
-  if (Is(text, "OFF")) return 0;
+  if (FtmIs(text, "ON")) return 1;
+  if (FtmIs(text, "OFF")) return 0;
   return -1;
 }
 
@@ -56,13 +55,6 @@ void CopyAttributes(XmlNode* from, XmlNode* to) {
   for (int i = 0; i < 2; ++i) XmlSetAttribute(to, from->attrNames[i], from->attrValues[i]);
 }
 
-// A refusal that also marks the request's failure flag.
-int Refuse(const char* message, int32_t* flag) {
-  ftm_SetErrorInfo(0, message);
-  *flag = -1;
-  return -1;
-}
-
 bool IsMac(const char* text) {
   if (std::strlen(text) != kMacSize - 1) return false;
   for (size_t i = 0; i < kMacSize - 1; ++i) {
@@ -72,194 +64,147 @@ bool IsMac(const char* text) {
   return true;
 }
 
-int FtmSetSingleLed(XmlNode* child, int32_t* flag) {
+FtmResult FtmSetSingleLed(XmlNode* child) {
   const char* pointText = AttrValue(child, 0);
   const char* state = AttrValue(child, 1);
-  if (pointText == nullptr || state == nullptr) {
-    return Refuse(kFtmMsgTestNotSupported, flag);
-  }
+  if (pointText == nullptr || state == nullptr) return FtmResult::Refused(kFtmMsgTestNotSupported);
   uint16_t point = static_cast<uint16_t>(FtmDecimal(pointText));
-  if (point < 73 && OnOff(state) < 0) return Refuse(kFtmMsgTestNotSupported, flag);
-  if (point >= 256) return Refuse(kFtmMsgTestNotSupported, flag);
+  if (point < 73 && OnOff(state) < 0) return FtmResult::Refused(kFtmMsgTestNotSupported);
+  if (point >= 256) return FtmResult::Refused(kFtmMsgTestNotSupported);
   FtmActiveTests |= kFtmTestLed;
   XmlNode* doc = FtmTestConfigDocument();
   XmlNode* kept = doc != nullptr ? XmlFindPath(doc, "TEST_CONFIG", "LED", "SINGLE_LED") : nullptr;
-  if (kept == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgNoCommandFound);
-    return -1;
-  }
+  if (kept == nullptr) return FtmResult::Refused(kFtmMsgNoCommandFound);
   CopyAttributes(child, kept);
   if (OnOff(state) >= 0) GpioWriteIo(point, OnOff(state));
-  return 0;
+  return FtmResult::Accepted();
 }
 
-int FtmLedConfig(XmlNode* element, int32_t* flag) {
-  int result = 0;
-  if (element->children == nullptr) return 0;
+FtmResult FtmLedConfig(XmlNode* element) {
+  // A failed write refuses the request, but the remaining LEDs are still
+  // switched; ALL_LEDS after a failed write is refused outright.
+  bool writeFailed = false;
+  if (element->children == nullptr) return FtmResult::Accepted();
   for (XmlNode** it = element->children; *it != nullptr; ++it) {
     XmlNode* child = *it;
-    if (Is(child->name, "SINGLE_LED")) {
-      if (FtmSetSingleLed(child, flag) == -1) return -1;
-    } else if (Is(child->name, "ALL_LEDS")) {
-      if (BoardCapability("ALL_LEDS") == 0) return Refuse(kFtmMsgWriteTestConfigFailed, flag);
+    if (FtmIs(child->name, "SINGLE_LED")) {
+      FtmResult single = FtmSetSingleLed(child);
+      if (!single.accepted()) return single;
+    } else if (FtmIs(child->name, "ALL_LEDS")) {
+      if (BoardCapability("ALL_LEDS") == 0) return FtmResult::Refused(kFtmMsgWriteTestConfigFailed);
       int value = OnOff(child->text);
-      if (value < 0 || result == -1) return Refuse(kFtmMsgTestNotSupported, flag);
-      if (GpioWriteIo(GPIO_ALL_LEDS, value) != 0) {
-        ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-        return -1;
-      }
+      if (value < 0 || writeFailed) return FtmResult::Refused(kFtmMsgTestNotSupported);
+      if (GpioWriteIo(GPIO_ALL_LEDS, value) != 0) return FtmResult::Refused(kFtmMsgWriteDataFailed);
     } else {
       const GpioLed* led = nullptr;
       for (const GpioLed& l : kGpioLeds) {
-        if (Is(child->name, l.element)) led = &l;
+        if (FtmIs(child->name, l.element)) led = &l;
       }
-      if (led == nullptr) {
-        ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-        return -1;
+      if (led == nullptr) return FtmResult::Refused(kFtmMsgTestNotSupported);
+      if (BoardCapability(led->element) == 0) {
+        return FtmResult::Refused(kFtmMsgWriteTestConfigFailed);
       }
-      if (BoardCapability(led->element) == 0) return Refuse(kFtmMsgWriteTestConfigFailed, flag);
       int value = OnOff(child->text);
-      if (value < 0) return Refuse(kFtmMsgTestNotSupported, flag);
-      *flag = GpioWriteIo(led->point, value);
+      if (value < 0) return FtmResult::Refused(kFtmMsgTestNotSupported);
+      if (GpioWriteIo(led->point, value) != 0) {
+        writeFailed = true;
+        continue;
+      }
     }
-    if (*flag != 0) {
-      // The remaining LEDs are still switched.
-      ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-      result = -1;
-    } else if (result == 0) {
-      FtmActiveTests |= kFtmTestLed;
-    }
+    if (!writeFailed) FtmActiveTests |= kFtmTestLed;
   }
-  return result;
+  return writeFailed ? FtmResult::Refused(kFtmMsgWriteDataFailed) : FtmResult::Accepted();
 }
 
-int FtmAutoPairConfig(XmlNode* element, int32_t* flag) {
+FtmResult FtmAutoPairConfig(XmlNode* element) {
   if (element->children != nullptr) {
     for (XmlNode** it = element->children; *it != nullptr; ++it) {
       XmlNode* child = *it;
-      if (!Is(child->name, "AUTO_MODE")) continue;
+      if (!FtmIs(child->name, "AUTO_MODE")) continue;
       if (BoardCapability("AUTO_MODE") == 0) {
-        ftm_SetErrorInfo(0, kFtmMsgWriteTestConfigFailed);
-        return -1;
+        return FtmResult::Refused(kFtmMsgWriteTestConfigFailed);
       }
-      if (Is(child->text, "INNER")) {
+      if (FtmIs(child->text, "INNER")) {
         GpioWriteIo(GPIO_AUTO_PAIR, 0);
-      } else if (Is(child->text, "OUTER")) {
+      } else if (FtmIs(child->text, "OUTER")) {
         GpioWriteIo(GPIO_AUTO_PAIR, 1);
-      } else if (Is(child->text, "AUTO")) {
-        *flag = -1;
       } else {
-        ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-        return -1;
-      }
-      if (*flag == -1) {
-        ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-        return -1;
+        return FtmResult::Refused(kFtmMsgTestNotSupported);  // AUTO too
       }
     }
   }
   FtmActiveTests |= kFtmTestAutoPair;
-  return 0;
+  return FtmResult::Accepted();
 }
 
-int FtmEtherPortConfig(XmlNode* element, int32_t* flag) {
-  if (element->children == nullptr) return 0;
+FtmResult FtmEtherPortConfig(XmlNode* element) {
+  if (element->children == nullptr) return FtmResult::Accepted();
   for (XmlNode** it = element->children; *it != nullptr; ++it) {
-    if (!Is((*it)->name, "ETHER_PORT_SPD")) continue;
-    *flag = 0;
+    if (!FtmIs((*it)->name, "ETHER_PORT_SPD")) continue;
     if (BoardCapability("ETHER_PORT_SPD") == 0) {
-      ftm_SetErrorInfo(0, kFtmMsgWriteTestConfigFailed);
-      return -1;
+      return FtmResult::Refused(kFtmMsgWriteTestConfigFailed);
     }
     const char* speed = (*it)->text;
-    if (!Is(speed, "AUTO") && !Is(speed, "10") && !Is(speed, "100")) {
-      ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-      return -1;
+    if (!FtmIs(speed, "AUTO") && !FtmIs(speed, "10") && !FtmIs(speed, "100")) {
+      return FtmResult::Refused(kFtmMsgTestNotSupported);
     }
   }
-  return 0;
+  return FtmResult::Accepted();
 }
 
 // RESET_SWITCH (point 32) and WPS_SWITCH (point 43) drive their button lines
 // directly. No message is recorded on failure.
-int FtmSwitchConfig(XmlNode* element, int point, const char* name) {
-  PlatformDevice device("/dev/gpioctrl", O_RDWR);
-  if (!device.ok()) {
-    FtmSyslog(LOG_ERR, "Cannot open gpio driver");
-    return -1;
-  }
-  if (element->children == nullptr) return 0;
+FtmResult FtmSwitchConfig(XmlNode* element, int point, const char* name) {
+  GpioDevice device(GpioReport::kSyslog);  // opened before the element is looked at
+  if (!device.ok()) return FtmResult::Failed();
+  if (element->children == nullptr) return FtmResult::Accepted();
   XmlNode* first = element->children[0];
-  if (first == nullptr) return -1;
-  if (!Is(first->name, name) || first->text == nullptr) return 0;
-  GpioIoRecord record = {point, Is(first->text, "OPEN") ? 0 : 1};
-  if (device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_ENTERFTM ioctl failed");
-    return -1;
-  }
-  if (device.Ioctl(GPIOCTRL_WRITEIO, &record) != 0) {
-    FtmSyslog(LOG_ERR, "GPIOCTRL_WRITEIO ioctl failed");
-    return -1;
-  }
-  return 0;
+  if (first == nullptr) return FtmResult::Failed();
+  if (!FtmIs(first->name, name) || first->text == nullptr) return FtmResult::Accepted();
+  return FtmResult::Of(device.SetSwitch(point, FtmIs(first->text, "OPEN") ? 0 : 1));
 }
 
 // Records the circuit on the kept THROUGHPUT element and changes it.
-int FtmApplyThroughput(XmlNode* element, int32_t* flag) {
+FtmResult FtmApplyThroughput(XmlNode* element) {
   XmlNode* doc = FtmTestConfigDocument();
   XmlNode* kept = doc != nullptr ? XmlFindPath(doc, "TEST_CONFIG", "THROUGHPUT", nullptr) : nullptr;
-  if (kept == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgNoCommandFound);
-    return -1;
-  }
+  if (kept == nullptr) return FtmResult::Refused(kFtmMsgNoCommandFound);
   const char* vpi = AttrValue(element, 0);
   const char* vci = AttrValue(element, 1);
   // A missing attribute or value is refused like a value that is not
   // decimal digits, the only form that may reach the scripts.
-  if (!FtmIsDigits(vpi) || !FtmIsDigits(vci)) {
-    ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-    return -1;
-  }
+  if (!FtmIsDigits(vpi) || !FtmIsDigits(vci)) return FtmResult::Refused(kFtmMsgTestNotSupported);
   CopyAttributes(element, kept);
-  *flag = ftm_ChangeVpiVci(vpi, vci);
-  return *flag != 0 ? -1 : 0;
+  return ftm_ChangeVpiVci(vpi, vci) == 0 ? FtmResult::Accepted() : FtmResult::Failed();
 }
 
 }  // namespace
 
 XmlNode* FtmTestConfigDocument() {
-  if (FtmTestConfigDoc == nullptr) FtmTestConfigDoc = FTM_NewTestConfigDoc();
-  return FtmTestConfigDoc;
+  return FtmTestConfigDoc.get();
 }
 
-int FtmThroughputTest(XmlNode* element, int32_t* flag) {
+FtmResult FtmThroughputTest(XmlNode* element) {
   if (element->children != nullptr) {
     for (XmlNode** it = element->children; *it != nullptr; ++it) {
-      if (!Is((*it)->name, "READY_STATUS")) continue;
+      if (!FtmIs((*it)->name, "READY_STATUS")) continue;
       if (BoardCapability("READY_STATUS") == 0) {
-        ftm_SetErrorInfo(0, kFtmMsgWriteTestConfigFailed);
-        return -1;
+        return FtmResult::Refused(kFtmMsgWriteTestConfigFailed);
       }
-      if (!Is((*it)->text, "READY") && !Is((*it)->text, "NOT_READY")) {
-        ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-        return -1;
+      if (!FtmIs((*it)->text, "READY") && !FtmIs((*it)->text, "NOT_READY")) {
+        return FtmResult::Refused(kFtmMsgTestNotSupported);
       }
     }
   }
   FtmActiveTests |= kFtmTestThroughput;
-  return FtmApplyThroughput(element, flag);
+  return FtmApplyThroughput(element);
 }
 
 char* FTM_GetCurrentVpiVci(char* buffer, size_t size) {
-  FtmCfgSession session(kFtmCfgReadMode, nullptr);
-  if (!session.ok()) {
-    FtmCfgReportNoSession();
-    return nullptr;
-  }
-  FtmCfgTable table;
-  if (!FtmCfgReadTable(session.id(), "VccStat", "FTM_GetCurrentVpiVci", __LINE__, &table)) {
-    return nullptr;
-  }
+  FtmCfgReader store;
+  if (!store.ok()) return nullptr;
+  FtmCfgTable table = store.Read("VccStat", "FTM_GetCurrentVpiVci", __LINE__);
+  if (!table) return nullptr;
   for (int row = 0; row < table.rows(); ++row) {
     if (std::strcmp(table.Cell(row, 0), "nas0") != 0) continue;
     const char* vpi = table.Cell(row, 1);
@@ -274,19 +219,15 @@ char* FTM_GetCurrentVpiVci(char* buffer, size_t size) {
 
 int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
   if (!FtmIsDigits(vpi) || !FtmIsDigits(vci)) {
-    ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-    return -1;
+    return FtmResult::Refused(kFtmMsgTestNotSupported).Report();
   }
   char mac[kMacSize];
   std::snprintf(mac, sizeof mac, "%s", kFallbackMac);
   int result = -1;
   {
-    FtmCfgSession session(kFtmCfgReadMode, nullptr);
+    FtmCfgReader store;
     FtmCfgTable table;
-    if (!session.ok()) {
-      FtmCfgReportNoSession();
-    } else if (FtmCfgReadTable(session.id(), "ProductionData", "ftm_ChangeVpiVci", __LINE__,
-                               &table)) {
+    if (store.ok() && (table = store.Read("ProductionData", "ftm_ChangeVpiVci", __LINE__))) {
       const char* stored = table.Cell(0, 2);
       // Anything but a MAC address of the usual form stays off the command line.
       if (IsMac(stored)) std::snprintf(mac, sizeof mac, "%s", stored);
@@ -294,67 +235,56 @@ int ftm_ChangeVpiVci(const char* vpi, const char* vci) {
     }
   }
 
-  char command[128];
-  // Both lines are refused whole rather than cut.
+  // The new circuit's line is refused whole rather than cut.
   char newCircuit[128];
   int n = std::snprintf(newCircuit, sizeof newCircuit, "%s %s%s.%s %s", "/etc/init.d/NewVpiVci.sh",
                         "0.", vpi, vci, mac);
   if (n < 0 || static_cast<size_t>(n) >= sizeof newCircuit) {
-    ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-    return -1;
+    return FtmResult::Refused(kFtmMsgTestNotSupported).Report();
   }
   char current[kCircuitSize];
   if (FTM_GetCurrentVpiVci(current, sizeof current) != nullptr) {
-    n = std::snprintf(command, sizeof command, "%s %s", "/etc/init.d/DelOrgVpiVci.sh", current);
-    if (n > 0 && static_cast<size_t>(n) < sizeof command) FtmPlatform().System(command);
+    FtmRunCommand("%s %s", "/etc/init.d/DelOrgVpiVci.sh", current);
   }
-  FtmPlatform().System(newCircuit);
+  FtmRunCommand("%s", newCircuit);
   return result;
 }
 
-int FtmPutTestConfig(const char* text) {
-  XmlDoc document = XmlParseCopy(text);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
-    return -1;
-  }
-  XmlNode* config = XmlFindChild(document.get(), "TEST_CONFIG");
-  if (config == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
-    return -1;
-  }
-  if (FtmTestConfigDocument() == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
-  if (config->children == nullptr) return 0;
+namespace {
 
-  int32_t flag = 0;
-  int result = 0;
+FtmResult FtmTestConfigChild(XmlNode* child) {
+  const char* name = child->name;
+  if (FtmIs(name, "LED")) return FtmLedConfig(child);
+  if (FtmIs(name, "THROUGHPUT")) return FtmThroughputTest(child);
+  if (FtmIs(name, "AUTO_PAIR")) return FtmAutoPairConfig(child);
+  if (FtmIs(name, "WPS_SWITCH")) return FtmSwitchConfig(child, GPIO_WPS_SWITCH, "WPS_SW_STATUS");
+  if (FtmIs(name, "RESET_SWITCH")) {
+    return FtmSwitchConfig(child, GPIO_RESET_SWITCH, "RESET_SW_STATUS");
+  }
+  if (FtmIs(name, "ETHER_PORT")) return FtmEtherPortConfig(child);
+  if (FtmIs(name, "ATH_WIRELESS")) return FtmAthWirelessConfig(child);
+  if (FtmIs(name, "VOIP")) return FtmVoiceTest(child);
+  return FtmResult::Refused(kFtmMsgTestNotSupported);
+}
+
+FtmResult FtmTestConfig(const char* text) {
+  XmlDoc document = XmlParseCopy(text);
+  XmlNode* config = document ? XmlFindChild(document.get(), "TEST_CONFIG") : nullptr;
+  if (config == nullptr) return FtmResult::Refused(kFtmMsgXmlFileInvalid);
+  if (FtmTestConfigDocument() == nullptr) return FtmResult::Refused(kFtmMsgCreateXmlDataObjFailed);
+  if (config->children == nullptr) return FtmResult::Accepted();
+  // Only a status of -1 stops the walk; the request answers with the last
+  // child's result.
+  FtmResult result = FtmResult::Accepted();
   for (XmlNode** it = config->children; *it != nullptr; ++it) {
-    XmlNode* child = *it;
-    const char* name = child->name;
-    if (Is(name, "LED")) {
-      result = FtmLedConfig(child, &flag);
-    } else if (Is(name, "THROUGHPUT")) {
-      result = FtmThroughputTest(child, &flag);
-    } else if (Is(name, "AUTO_PAIR")) {
-      result = FtmAutoPairConfig(child, &flag);
-    } else if (Is(name, "WPS_SWITCH")) {
-      result = FtmSwitchConfig(child, GPIO_WPS_SWITCH, "WPS_SW_STATUS");
-    } else if (Is(name, "RESET_SWITCH")) {
-      result = FtmSwitchConfig(child, GPIO_RESET_SWITCH, "RESET_SW_STATUS");
-    } else if (Is(name, "ETHER_PORT")) {
-      result = FtmEtherPortConfig(child, &flag);
-    } else if (Is(name, "ATH_WIRELESS")) {
-      result = FtmAthWirelessConfig(child);
-    } else if (Is(name, "VOIP")) {
-      result = FtmVoiceTest(child, &flag);
-    } else {
-      ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-      return -1;
-    }
-    if (result == -1) return -1;
+    result = FtmTestConfigChild(*it);
+    if (result.stops()) break;
   }
   return result;
+}
+
+}  // namespace
+
+int FtmPutTestConfig(const char* text) {
+  return FtmTestConfig(text).Report();
 }

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "dispatch/ftm_result.h"
 #include "xml/xml_doc.h"
 
 // The kept read-back document, made from the TEST_CONFIG template on first
@@ -24,9 +25,9 @@ int FtmPutTestConfig(const char* text);
 
 // The THROUGHPUT element (also ENTER_TEST / THROUGHPUT): sets the
 // throughput bit and moves the ATM circuit to the element's VPI and VCI
-// (first and second attribute). 0 or -1; *flag is set non-zero when the
-// circuit change failed.
-int FtmThroughputTest(XmlNode* element, int32_t* flag);
+// (first and second attribute). Refused with its message, or failed when
+// the circuit change failed.
+FtmResult FtmThroughputTest(XmlNode* element);
 
 // Replaces the ATM circuit: deletes the current one (FTM_GetCurrentVpiVci)
 // with "/etc/init.d/DelOrgVpiVci.sh" and makes the new one with

@@ -11,7 +11,10 @@
 #include "board/board_ops.h"
 #include "board/flash.h"
 #include "board/gpio.h"
+#include "dispatch/ftm_result.h"
 #include "dispatch/ftm_status.h"
+#include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "requests/FTM_TestConfig.h"
 #include "requests/FTM_Voice.h"
@@ -19,72 +22,50 @@
 
 namespace {
 
-bool Is(const char* a, const char* b) {
-  return std::strcmp(a, b) == 0;
-}
-
-// The reset-switch test: the GPIO driver enters test mode; failures are
-// logged and do not change the answer. A device that does not open cannot
-// take the request either, so both lines are logged.
-void EnterResetSwitchTest() {
-  PlatformDevice device("/dev/gpioctrl", O_RDWR);
-  if (!device.ok()) FtmLogBoth("Cannot open gpio driver");
-  GpioIoRecord record = {0, 0};
-  if (!device.ok() || device.Ioctl(GPIOCTRL_ENTERFTM, &record) != 0) {
-    FtmLogBoth("GPIOCTRL_ENTERFTM ioctl failed");
+FtmResult EnterTest(XmlNode* doc) {
+  XmlNode* enter = XmlFindChild(doc, "ENTER_TEST");
+  if (enter == nullptr || enter->children == nullptr) {
+    return FtmResult::Refused(kFtmMsgXmlFileInvalid);
   }
+  XmlNode* test = enter->children[0];
+  if (test == nullptr) return FtmResult::Refused(kFtmMsgNoCommandFound);
+  const char* name = test->name;
+  if (FtmIs(name, "LED")) {
+    FtmActiveTests |= kFtmTestLed;
+    GpioAllLedsOff();
+  } else if (FtmIs(name, "RESET_SWITCH")) {
+    FtmActiveTests |= kFtmTestResetSwitch;
+    GpioEnterFtm();  // failures are logged and do not change the answer
+  } else if (FtmIs(name, "THROUGHPUT")) {
+    FtmActiveTests |= kFtmTestThroughput;
+    FtmResult result = FtmThroughputTest(test);
+    // A failed circuit change is answered 1, which ends the request here.
+    return result.failed() ? FtmResult::Refused(kFtmMsgWriteDataFailed, 1) : result;
+  } else if (FtmIs(name, "VOIP")) {
+    FtmActiveTests |= kFtmTestVoice;
+    return FtmVoiceTest(test);
+  } else if (FtmIs(name, "AUTO_PAIR")) {
+    FtmActiveTests |= kFtmTestAutoPair;
+    BoardEnterAutoPair();
+  } else if (FtmIs(name, "BCOM_WIRELESS")) {
+    FtmActiveTests |= kFtmTestWireless;
+  } else {
+    return FtmResult::Refused(kFtmMsgTestNotSupported, 1);
+  }
+  return FtmResult::Accepted();
 }
 
 }  // namespace
 
 int FtmEnterTest(XmlNode* doc) {
   FtmClearErrorInfo();
-  XmlNode* enter = XmlFindChild(doc, "ENTER_TEST");
-  if (enter == nullptr || enter->children == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
-    return -1;
-  }
-  XmlNode* test = enter->children[0];
-  if (test == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgNoCommandFound);
-    return -1;
-  }
-  int32_t flag = 0;
-  int result = 0;
-  const char* name = test->name;
-  if (Is(name, "LED")) {
-    FtmActiveTests |= kFtmTestLed;
-    GpioAllLedsOff();
-  } else if (Is(name, "RESET_SWITCH")) {
-    FtmActiveTests |= kFtmTestResetSwitch;
-    EnterResetSwitchTest();
-  } else if (Is(name, "THROUGHPUT")) {
-    FtmActiveTests |= kFtmTestThroughput;
-    result = FtmThroughputTest(test, &flag);
-  } else if (Is(name, "VOIP")) {
-    FtmActiveTests |= kFtmTestVoice;
-    result = FtmVoiceTest(test, &flag);
-  } else if (Is(name, "AUTO_PAIR")) {
-    FtmActiveTests |= kFtmTestAutoPair;
-    BoardEnterAutoPair();
-  } else if (Is(name, "BCOM_WIRELESS")) {
-    FtmActiveTests |= kFtmTestWireless;
-  } else {
-    ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-    result = 1;
-  }
-  if (flag != 0) {
-    ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-    return 1;
-  }
-  return result;
+  return EnterTest(doc).Report();
 }
 
 int FtmExitTest(XmlNode* doc) {
   FtmClearErrorInfo();
   if (XmlFindChild(doc, "EXIT_TEST") == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgXmlFileInvalid);
-    return -1;
+    return FtmResult::Refused(kFtmMsgXmlFileInvalid).Report();
   }
   if ((FtmActiveTests & kFtmTestLed) != 0) GpioExitFtm();
   for (uint16_t bit :
@@ -107,21 +88,16 @@ int FtmBoardCommand(XmlNode* doc) {
   } else if (XmlFindChild(doc, "REBOOT_TO_SAFEBOOT") != nullptr) {
     result = FlshmgmtRestart(1);
   } else {
-    ftm_SetErrorInfo(0, kFtmMsgNoCommandFound);
-    return -1;
+    return FtmResult::Refused(kFtmMsgNoCommandFound).Report();
   }
-  if (result == 0) return 0;
-  ftm_SetErrorInfo(0, kFtmMsgWriteDataFailed);
-  return -1;
+  return (result == 0 ? FtmResult::Accepted() : FtmResult::Refused(kFtmMsgWriteDataFailed))
+      .Report();
 }
 
 int FtmPutTestModeOp(const char* text) {
   FtmClearErrorInfo();
   XmlDoc document = XmlParseCopy(text);
-  if (!document) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlDataObjFailed);
-    return -1;
-  }
+  if (!document) return FtmResult::Refused(kFtmMsgCreateXmlDataObjFailed).Report();
   int result = FtmEnterTest(document.get());
   if (result == -1) result = FtmExitTest(document.get());
   if (result == -1) result = FtmBoardCommand(document.get());

@@ -10,6 +10,8 @@
 #include "board/board_ops.h"
 #include "board/gpio.h"
 #include "dispatch/ftm_status.h"
+#include "dispatch/ftm_text.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "xml/xml_write.h"
 
@@ -26,10 +28,6 @@ pthread_mutex_t g_decoderMutex = PTHREAD_MUTEX_INITIALIZER;
 // Set by the ReadClear attribute; no report reads it.
 int32_t g_readClear = 0;
 
-// The result of one child: the board call's result, or kRefused for a text
-// the element does not accept.
-constexpr int kRefused = 1000;
-
 struct Tone {
   const char* text;
   const char* name;
@@ -39,71 +37,66 @@ const Tone kTones[] = {
     {"6", "confirm"}, {"7", "msgw"},    {"8", "ohwarn"},   {"9", "ringing"}, {"10", "ring0"},
 };
 
-bool Is(const char* a, const char* b) {
-  return std::strcmp(a, b) == 0;
-}
-
-int RingVoltage(int line, const char* text) {
+FtmResult RingVoltage(int line, const char* text) {
   int code;
-  if (Is(text, "25v")) {
+  if (FtmIs(text, "25v")) {
     code = 0;
-  } else if (Is(text, "50v")) {
+  } else if (FtmIs(text, "50v")) {
     code = 5;
-  } else if (Is(text, "75v")) {
+  } else if (FtmIs(text, "75v")) {
     code = 7;
   } else {
-    return kRefused;
+    return FtmResult::Refused(kFtmMsgTestNotSupported);
   }
   VoiceCommandText(line, code);
-  return VoiceSetRingVoltage(line, text);
+  return FtmResult::Of(VoiceSetRingVoltage(line, text));
 }
 
-int Hook(const char* text) {
-  if (Is(text, "ON")) return VoiceSetHook(1);
-  if (Is(text, "OFF")) return VoiceSetHook(0);
-  return kRefused;
+FtmResult Hook(const char* text) {
+  if (FtmIs(text, "ON")) return FtmResult::Of(VoiceSetHook(1));
+  if (FtmIs(text, "OFF")) return FtmResult::Of(VoiceSetHook(0));
+  return FtmResult::Refused(kFtmMsgTestNotSupported);
 }
 
-int CutRelay(int line, const char* text) {
-  if (Is(text, "Enable")) return GpioSetVoiceRelay(line, 1);
-  if (Is(text, "Disable")) return GpioSetVoiceRelay(line, 0);
-  return kRefused;
+FtmResult CutRelay(int line, const char* text) {
+  if (FtmIs(text, "Enable")) return FtmResult::Of(GpioSetVoiceRelay(line, 1));
+  if (FtmIs(text, "Disable")) return FtmResult::Of(GpioSetVoiceRelay(line, 0));
+  return FtmResult::Refused(kFtmMsgTestNotSupported);
 }
 
-int Decoder(int line, const char* text) {
-  if (Is(text, "ON")) return FtmVoiceDecoderCtl(line, line == 1 ? 1 : 3);
-  if (Is(text, "OFF")) return FtmVoiceDecoderCtl(line, line == 1 ? 2 : 4);
-  return kRefused;
+FtmResult Decoder(int line, const char* text) {
+  if (FtmIs(text, "ON")) return FtmResult::Of(FtmVoiceDecoderCtl(line, line == 1 ? 1 : 3));
+  if (FtmIs(text, "OFF")) return FtmResult::Of(FtmVoiceDecoderCtl(line, line == 1 ? 2 : 4));
+  return FtmResult::Refused(kFtmMsgTestNotSupported);
 }
 
-int PlayTone(int line, const char* text) {
-  if (Is(text, "None")) {
+FtmResult PlayTone(int line, const char* text) {
+  if (FtmIs(text, "None")) {
     VoiceCommandText(line);
   } else {
     const char* name = text;  // any other text names the tone itself
     for (const Tone& tone : kTones) {
-      if (Is(tone.text, text)) name = tone.name;
+      if (FtmIs(tone.text, text)) name = tone.name;
     }
     VoiceCommandText(line, name);
   }
-  return VoicePlayTone(line, text);
+  return FtmResult::Of(VoicePlayTone(line, text));
 }
 
-// One child: its result, kRefused, or kUnknown for a name no line has.
-constexpr int kUnknown = 1001;
-
-int RunChild(const char* name, const char* text) {
+// The line (1 or 2) and the setting a child's name gives, or false for a
+// name no line has.
+bool ChildSetting(const char* name, int* line, std::string* base) {
   size_t length = std::strlen(name);
-  if (length < 2 || name[length - 2] != '_') return kUnknown;
-  int line = name[length - 1] == '1' ? 1 : name[length - 1] == '2' ? 2 : 0;
-  if (line == 0) return kUnknown;
-  std::string base(name, length - 2);
-  if (base != "RING_VOLTAGE" && base != "HOOK" && base != "CUT_RELAY" && base != "DECODER" &&
-      base != "TONE") {
-    return kUnknown;
-  }
+  if (length < 2 || name[length - 2] != '_') return false;
+  *line = name[length - 1] == '1' ? 1 : name[length - 1] == '2' ? 2 : 0;
+  base->assign(name, length - 2);
+  return *line != 0 && (*base == "RING_VOLTAGE" || *base == "HOOK" || *base == "CUT_RELAY" ||
+                        *base == "DECODER" || *base == "TONE");
+}
+
+FtmResult RunChild(int line, const std::string& base, const char* text) {
   // An element without text accepts nothing, not even as a tone name.
-  if (text == nullptr || *text == '\0') return kRefused;
+  if (text == nullptr || *text == '\0') return FtmResult::Refused(kFtmMsgTestNotSupported);
   if (base == "RING_VOLTAGE") return RingVoltage(line, text);
   if (base == "HOOK") return Hook(text);
   if (base == "CUT_RELAY") return CutRelay(line, text);
@@ -113,34 +106,29 @@ int RunChild(const char* name, const char* text) {
 
 }  // namespace
 
-int FtmVoiceTest(XmlNode* element, int32_t*) {
+FtmResult FtmVoiceTest(XmlNode* element) {
   FtmActiveTests |= kFtmTestVoice;
-  int result = 0;
+  FtmResult result = FtmResult::Accepted();
   if (element->children != nullptr) {
     for (XmlNode** child = element->children; *child != nullptr; ++child) {
-      int rc = RunChild((*child)->name, (*child)->text);
-      if (rc == kUnknown) {
-        std::printf("No Element Found\n");
+      int line = 0;
+      std::string base;
+      if (!ChildSetting((*child)->name, &line, &base)) {
+        FtmLogConsole("No Element Found\n");
         continue;
       }
-      if (rc == kRefused) {
-        ftm_SetErrorInfo(0, kFtmMsgTestNotSupported);
-        return -1;
-      }
-      result = rc;
+      result = RunChild(line, base, (*child)->text);
+      if (!result.failed() && !result.accepted()) return result;  // refused
     }
   }
-  if (result != 0) return result;
+  if (!result.accepted()) return result;
 
   char** name = XmlAttrNameSlot(element, 0);
-  if (name == nullptr || *name == nullptr) return 0;
-  if (!Is(*name, "ReadClear")) {
-    ftm_SetErrorInfo(0, kFtmMsgNoCommandFound);
-    return -1;
-  }
+  if (name == nullptr || *name == nullptr) return FtmResult::Accepted();
+  if (!FtmIs(*name, "ReadClear")) return FtmResult::Refused(kFtmMsgNoCommandFound);
   const char* value = *XmlAttrValueSlot(element, 0);
-  g_readClear = value != nullptr && Is(value, "1") ? 1 : 0;
-  return 0;
+  g_readClear = FtmIs(value, "1") ? 1 : 0;
+  return FtmResult::Accepted();
 }
 
 int FtmVoiceDecoderCtl(int, int code) {

@@ -6,13 +6,14 @@
 
 #include <cstdint>
 
+#include "dispatch/ftm_result.h"
 #include "xml/xml_doc.h"
 
 // Sets the voice bit of the tests mask and runs each child of the element in
-// order. 0; -1 for a refused value ("Test not supported") or a first
-// attribute other than ReadClear ("No Command Found"); or the non-zero
-// result of the last board operation (no message). The flag is not used.
-int FtmVoiceTest(XmlNode* element, int32_t* flag);
+// order. Refused for a refused value ("Test not supported") or a first
+// attribute other than ReadClear ("No Command Found"); failed with the
+// non-zero result of the last board operation.
+FtmResult FtmVoiceTest(XmlNode* element);
 
 // Switches a line's digit decoder: code 1 or 3 on (line 1 or 2), 2 or 4 off.
 // 0, or -1 when a decoder is already on, none is known to switch off, or the

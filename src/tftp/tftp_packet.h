@@ -10,7 +10,7 @@
 #include "tftp/tftp_wire.h"
 
 // The one buffer in which every outgoing packet is built; transfer task only.
-extern uint8_t TftpSendBuffer[kTftpHeaderSize + kTftpBlockSize];
+extern uint8_t TftpSendBuffer[kTftpPacketSize];
 
 // Sends length bytes of TftpSendBuffer to the current connection.
 void FTM_sendPacket(const uint8_t* bytes, int length);

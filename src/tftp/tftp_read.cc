@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "dispatch/ftm_catalog.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "tftp/tftp_packet.h"
 #include "tftp/tftp_transfer.h"
@@ -21,7 +22,7 @@ int TFTP_read(const uint8_t* request, int length) {
     } else {
       FTM_sendError(0, "");
     }
-    FtmSyslog(LOG_ERR, "TFTP read: invalid filename");
+    FtmLogSyslog(LOG_ERR, "TFTP read: invalid filename");
     return -1;
   }
 
@@ -49,7 +50,7 @@ int TFTP_read(const uint8_t* request, int length) {
           resend = false;
           continue;
         }
-        std::printf("read(): error response to resent packet; abort send\n");
+        FtmLogConsole("read(): error response to resent packet; abort send\n");
         return -1;
       }
       if (acked == block) break;
@@ -57,7 +58,7 @@ int TFTP_read(const uint8_t* request, int length) {
         resend = false;
         continue;
       }
-      std::printf("read(): expected ACK for block %d - got block %d\n", block, acked);
+      FtmLogConsole("read(): expected ACK for block %d - got block %d\n", block, acked);
       char message[96];
       std::snprintf(message, sizeof message, "expected ACK for block %d - got block %d\n", block,
                     acked);

@@ -4,15 +4,14 @@
 
 #include <cstdio>
 
+#include "board/board_command.h"
 #include "core/ftm_conn.h"
+#include "platform/ftm_log.h"
 #include "platform/platform.h"
 #include "tftp/tftp_packet.h"
 #include "tftp/tftp_transfer.h"
 
 namespace {
-
-constexpr int kGraceTicks = 11;
-constexpr unsigned long kTickMicros = 250000;
 
 int g_grace = 0;
 uint16_t g_lastBlock = 0;
@@ -30,11 +29,10 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
   bool idle = true;
   if (length > 0) {
     // A one-byte datagram has no opcode; it counts as an invalid one.
-    uint16_t opcode = length >= 2 ? TftpGet16(datagram) : 0;
-    switch (opcode) {
+    switch (TftpOpcodeOf(datagram, length)) {
       case TFTP_WRQ:
         TFTP_write(datagram, length, &g_lastBlock);
-        g_grace = kGraceTicks;
+        g_grace = kTftpGraceTicks;
         idle = false;
         break;
       case TFTP_DATA:
@@ -56,7 +54,7 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
         idle = false;
         break;
       default:
-        FtmSyslog(LOG_ERR, "TFTP_task: received invalid opcode");
+        FtmLogSyslog(LOG_ERR, "TFTP_task: received invalid opcode");
         break;
     }
   }
@@ -64,14 +62,10 @@ void FtmTaskHandle(const uint8_t* datagram, int length) {
 }
 
 void TFTP_task() {
-  for (const char* line : kStartCommands) {
-    char command[128];
-    std::snprintf(command, sizeof command, "%s", line);
-    FtmPlatform().System(command);
-  }
-  uint8_t datagram[kFtmPacketSize];
+  for (const char* line : kStartCommands) FtmRunCommand("%s", line);
+  uint8_t datagram[kTftpPacketSize];
   for (;;) {
     FtmTaskHandle(datagram, ftm_GetRcvTFTPData(datagram));
-    FtmUsleep(kTickMicros);
+    FtmUsleep(kTftpTickMicros);
   }
 }

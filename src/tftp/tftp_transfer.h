@@ -8,10 +8,6 @@
 enum FtmFileType { FTM_FILE_PLAIN = 0, FTM_FILE_UPG = 1, FTM_FILE_HEX = 2 };
 int FTM_getFileType(const char* name);
 
-// Largest plain upload: the 8160-byte buffer less one block.
-constexpr int kFtmUploadBufferSize = 8160;
-constexpr int kFtmMaxUpload = 7648;
-
 // Serves one WRQ datagram of the given length. 0 on success, -1 on failure;
 // lastBlock receives the last DATA block taken (0 on failure).
 int TFTP_write(const uint8_t* request, int length, uint16_t* lastBlock);

@@ -21,6 +21,30 @@ int TftpBuildRequest(TftpOpcode opcode, const char* name, uint8_t* buffer, size_
   return static_cast<int>(length);
 }
 
+int TftpBuildData(uint8_t* buffer, uint16_t block, const uint8_t* bytes, int count) {
+  TftpPut16(buffer, TFTP_DATA);
+  TftpPut16(buffer + 2, block);
+  if (count > 0) std::memcpy(buffer + kTftpHeaderSize, bytes, static_cast<size_t>(count));
+  return kTftpHeaderSize + count;
+}
+
+int TftpBuildAck(uint8_t* buffer, uint16_t block) {
+  TftpPut16(buffer, TFTP_ACK);
+  TftpPut16(buffer + 2, block);
+  return kTftpHeaderSize;
+}
+
+int TftpBuildError(uint8_t* buffer, uint16_t code, const char* message) {
+  if (message == nullptr) message = "";
+  size_t length = std::strlen(message);
+  if (length > kTftpMaxMessage) length = kTftpMaxMessage;
+  TftpPut16(buffer, TFTP_ERROR);
+  TftpPut16(buffer + 2, code);
+  std::memcpy(buffer + kTftpHeaderSize, message, length);
+  buffer[kTftpHeaderSize + length] = 0;
+  return kTftpHeaderSize + static_cast<int>(length) + 1;
+}
+
 int TftpErrorMessage(const uint8_t* datagram, int length, char* message, size_t size) {
   if (length < kTftpHeaderSize || TftpGet16(datagram) != TFTP_ERROR) return -1;
   size_t n = 0;

@@ -22,7 +22,6 @@
 
 namespace {
 
-constexpr int kMaxRetries = 3;
 constexpr unsigned long kHexPauseMicros = 3000000;
 
 void SendErrorf(uint16_t code, const char* format, int a, int b = 0) {
@@ -35,9 +34,7 @@ void SendErrorf(uint16_t code, const char* format, int a, int b = 0) {
 struct Upload {
   char name[kTftpBlockSize + 1];
   int type;
-  // The 8160-byte transfer buffer. A plain file continues only while it
-  // holds at most 7648 bytes, so the next block (512 bytes at most) always
-  // fits behind them, and so does the NUL written after a complete file.
+  // The transfer buffer (kTftpUploadBufferSize, kTftpUploadLimit).
   std::unique_ptr<uint8_t[]> buffer;
   int total = 0;                         // bytes of a plain file stored so far
   uint16_t block = 0;                    // the block the next ACK names
@@ -74,7 +71,7 @@ Step ReceiveBlock(Upload* u) {
   uint8_t* store = u->type == FTM_FILE_PLAIN ? u->buffer.get() + u->total : u->buffer.get();
   switch (FTM_getData(store, &u->dataLength, &u->block)) {
     case -2:  // time-out: acknowledge the last good block again
-      if (u->retries < kMaxRetries) {
+      if (u->retries < kTftpUploadRetries) {
         ++u->retries;
         u->block = u->lastGood;
         u->dataLength = kTftpBlockSize;
@@ -100,7 +97,7 @@ Step ReceiveBlock(Upload* u) {
   }
   if (u->type == FTM_FILE_PLAIN) {
     u->total += u->dataLength;
-    if (u->total > kFtmMaxUpload) {
+    if (u->total > kTftpUploadLimit) {
       FTM_sendError(3, "file allocation size exceeded");
       return Step::kFailed;
     }
@@ -129,7 +126,7 @@ int TFTP_write(const uint8_t* request, int length, uint16_t* lastBlock) {
   *lastBlock = 0;
   Upload u;
   TftpRequestName(request, length, u.name, sizeof u.name);
-  u.buffer.reset(new (std::nothrow) uint8_t[kFtmUploadBufferSize]);
+  u.buffer.reset(new (std::nothrow) uint8_t[kTftpUploadBufferSize]);
   if (!u.buffer) {
     FTM_sendError(0, "Write data failed");
     return -1;

@@ -51,6 +51,26 @@ using XmlDoc = std::unique_ptr<XmlNode, XmlDocFree>;
 // only when memory runs out; callers answer "Fail to Create Xml Data Obj".
 XmlDoc XmlParseCopy(const char* text);
 
+// A document kept for the daemon's life (the read-back, progress,
+// statistics and four-port reports): made by its template's factory on
+// first use, tried again on a later use while memory runs out, then owned
+// and never reset.
+class XmlKeptDoc {
+ public:
+  using Factory = XmlNode* (*)();
+  explicit XmlKeptDoc(Factory make) : make_(make) {}
+
+  // The document, or null when it cannot be made.
+  XmlNode* get() {
+    if (!doc_) doc_.reset(make_());
+    return doc_.get();
+  }
+
+ private:
+  Factory make_;
+  XmlDoc doc_;
+};
+
 // A malloc'd copy of `s`, or null when `s` is null or memory runs out.
 char* XmlStrDup(const char* s);
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <string_view>
 
 #include "dispatch/ftm_status.h"
@@ -215,22 +216,34 @@ void XmlMeasure(const XmlNode* node, size_t* count, int indent, int depth) {
   Write(node, &sink, indent != 0, depth);
 }
 
-int FTM_BuildReportFile(char** buffer, int* length, const XmlNode* document) {
+char* XmlSerializeCopy(const XmlNode* node, int indent, size_t* length) {
   size_t n = 0;
-  XmlMeasure(document, &n, 1, 0);
-  if (n == 0 || n >= static_cast<size_t>(INT_MAX) || buffer == nullptr || length == nullptr ||
-      *buffer != nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
-    return -1;
-  }
+  XmlMeasure(node, &n, indent, 0);
   char* text = static_cast<char*>(std::malloc(n + 1));
-  if (text == nullptr) {
-    ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);
-    return -1;
-  }
+  if (text == nullptr) return nullptr;
   text[0] = '\0';
   size_t written = 0;
-  if (XmlSerialize(document, text, n + 1, &written, 1, 0) != 0 || written != n) {
+  if (XmlSerialize(node, text, n + 1, &written, indent, 0) != 0 || written != n) {
+    std::free(text);
+    return nullptr;
+  }
+  *length = n;
+  return text;
+}
+
+std::string XmlSerializeString(const XmlNode* node, int indent) {
+  size_t n = 0;
+  std::unique_ptr<char, decltype(&std::free)> text(XmlSerializeCopy(node, indent, &n), std::free);
+  return text ? std::string(text.get(), n) : std::string();
+}
+
+int FTM_BuildReportFile(char** buffer, int* length, const XmlNode* document) {
+  size_t n = 0;
+  char* text = nullptr;
+  if (buffer != nullptr && length != nullptr && *buffer == nullptr) {
+    text = XmlSerializeCopy(document, 1, &n);
+  }
+  if (text == nullptr || n == 0 || n >= static_cast<size_t>(INT_MAX)) {
     // The buffer was never handed over, so it is released here.
     std::free(text);
     ftm_SetErrorInfo(0, kFtmMsgCreateXmlFileFailed);

@@ -11,6 +11,7 @@
 #define FTM_XML_XML_WRITE_H_
 
 #include <cstddef>
+#include <string>
 
 #include "xml/xml_doc.h"
 
@@ -57,6 +58,15 @@ int XmlSerialize(const XmlNode* node, char* buffer, size_t capacity, size_t* len
 // Adds to *count the number of characters XmlSerialize writes for `node` at
 // `depth` when every piece fits.
 void XmlMeasure(const XmlNode* node, size_t* count, int indent, int depth);
+
+// The whole text of `node` as XmlSerialize writes it: measured, then
+// written into a new malloc'd NUL-terminated buffer of exactly its size,
+// which the caller frees; *length receives its characters. Null when memory
+// runs out. The one measure-allocate-serialize of the daemon and the tools.
+char* XmlSerializeCopy(const XmlNode* node, int indent, size_t* length);
+
+// The same text as a string ("" when memory runs out), for the tools and tests.
+std::string XmlSerializeString(const XmlNode* node, int indent = 1);
 
 // Makes the download text of a report: on success *buffer is a new malloc'd
 // NUL-terminated text of the whole document (indented), *length its length

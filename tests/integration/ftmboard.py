@@ -28,6 +28,14 @@ SLACK = float(os.environ.get("FTM_TEST_SLACK", "1"))
 
 RRQ, WRQ, DATA, ACK, ERROR = 1, 2, 3, 4, 5
 
+# The board's waits, in board seconds (a board's timescale turns them into
+# real ones); named here once for every test.
+TICK = 0.25  # one pass of the transfer task
+GRACE_TICKS = 11  # idle passes after an upload that still answer a resent last block
+DATA_WAIT = 3.01  # the wait for a DATA block: 301 polls of 10 ms
+ACK_WAIT = 3.25  # the wait for an ACK: 13 polls of 250 ms
+HEX_PAUSE = 3.0  # the transfer task's pause after a ".hex" image
+
 
 def free_port():
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
@@ -172,7 +180,11 @@ class Board:
 
     def tick(self):
         """One pass of the transfer task, in real seconds."""
-        return 0.25 * self.timescale
+        return TICK * self.timescale
+
+    def grace_over(self):
+        """Long enough, in real seconds, for the grace period after an upload to end."""
+        return (GRACE_TICKS + 1) * self.tick() + 0.2
 
 
 class RawClient:

@@ -233,7 +233,7 @@ class FtmctlTest(FtmctlCase):
              "ftmctl: the board's reports do not show serial=SN4\n"),
         ]
         # A slower board clock leaves room for slow builds inside the grace
-        # period of 2.75 s board time.
+        # period (GRACE_TICKS passes of board time).
         board = self.board(timescale=0.1)
         for faults, args, drop, status, stderr in cases:
             with self.subTest(args=args, faults=faults):

@@ -96,7 +96,7 @@ class IntakeTest(BoardTest):
         for block, size in ((1, 596), (2, 5)):
             c.data(block, b"a" * size)
             c.expect(ack(block))
-        c.silence(12 * board.tick() + 0.2)
+        c.silence(board.grace_over())
         # DATA outside the grace period is dropped; ACK, ERROR, unknown
         # opcodes and runts are logged; none is answered.
         for packet in (struct.pack("!HH", 3, 1) + b"x", ack(1), error(0, b"station error"),

@@ -2,15 +2,15 @@
 replies and their order, the repeat, resend and time-out rules, the grace
 period after an upload, odd names, and two stations sharing the board.
 
-Board time runs at a tenth of real time: the wait for a DATA block lasts
-about 0.3 s, the wait for an ACK about 0.33 s, a pass of the transfer task
-25 ms. A station here always answers well within those."""
+Board time runs at a tenth of real time, so the board's waits (DATA_WAIT,
+ACK_WAIT, TICK in ftmboard) are a tenth of theirs. A station here always
+answers well within them."""
 
 import struct
 import time
 import unittest
 
-from ftmboard import BoardTest, SLACK, ack, data, error
+from ftmboard import ACK_WAIT, DATA_WAIT, HEX_PAUSE, BoardTest, SLACK, ack, data, error
 from ftmreports import PROGRESS, TESTMODEOP, pattern
 
 NOT_SUPPORTED = error(0, b"File Not Supported")
@@ -30,12 +30,12 @@ class TransferTest(BoardTest):
     def setUp(self):
         self.b = self.board()
         self.c = self.client(self.b)
-        self.data_wait = 3.01 * self.b.timescale  # 301 polls of 10 ms
-        self.ack_wait = 3.25 * self.b.timescale  # 13 polls of 250 ms
+        self.data_wait = DATA_WAIT * self.b.timescale
+        self.ack_wait = ACK_WAIT * self.b.timescale
 
     def idle(self):
         """Long enough for the grace period after an upload to end."""
-        return 12 * self.b.tick() + 0.2
+        return self.b.grace_over()
 
     def send_blocks(self, blocks, first=1, c=None):
         c = c or self.c
@@ -153,12 +153,12 @@ class UploadTest(TransferTest):
         c.silence(4 * self.b.tick())
         c.data(1, b"tiny")
         c.expect(ack(1))
-        # After a ".hex" image the task pauses 3 s of board time.
+        # After a ".hex" image the task pauses.
         self.upload(b"radio.bin.hex", image, ack(3))
         start = time.monotonic()
         c.rrq(b"after-hex.xml")
-        c.expect(NOT_SUPPORTED, timeout=3 * self.b.timescale + 5)
-        self.assertGreater(time.monotonic() - start, 2.4 * self.b.timescale)
+        c.expect(NOT_SUPPORTED, timeout=HEX_PAUSE * self.b.timescale + 5)
+        self.assertGreater(time.monotonic() - start, 0.8 * HEX_PAUSE * self.b.timescale)
 
     def test_grace_period(self):
         c = self.c

@@ -48,15 +48,11 @@ bool Render(const Element& root, std::string* document) {
       doc->children[1] == nullptr || !Fill(root, doc->children[1])) {
     return false;
   }
-  size_t size = 0;
-  XmlMeasure(doc.get(), &size, 1, 0);
-  std::vector<char> out(size + 1, '\0');
-  size_t written = 0;
-  XmlSerialize(doc.get(), out.data(), out.size(), &written, 1, 0);
+  const std::string out = XmlSerializeString(doc.get());
   // Like a report, the document starts at its first "<".
-  const char* start = std::strchr(out.data(), '<');
-  if (start == nullptr) return false;
-  document->assign(start, written - static_cast<size_t>(start - out.data()));
+  const size_t start = out.find('<');
+  if (start == std::string::npos) return false;
+  document->assign(out, start, std::string::npos);
   return true;
 }
 

@@ -16,12 +16,11 @@
 
 namespace {
 
-constexpr int kPacketSize = kTftpHeaderSize + kTftpBlockSize;
 // No report comes near this; it bounds the memory a wrong peer can take.
 constexpr size_t kDownloadLimit = 1 << 20;
 // Resends of one block prompted by the board's repeated ACKs: the board
-// itself repeats an ACK at most three times before it gives up.
-constexpr int kRepeatLimit = 3;
+// itself repeats an ACK at most this often before it gives up.
+constexpr int kRepeatLimit = kTftpUploadRetries;
 
 std::string Printable(const std::string& s) {
   std::string out;
@@ -206,27 +205,30 @@ bool FtmctlTftp::SecondAck(uint16_t block) {
   // task takes it one pass after the verdict went out.
   constexpr double kSlack = 0.2;
   const double end = Monotonic() + 2 * timing_.pass + kSlack;
-  uint8_t packet[kTftpHeaderSize + kTftpBlockSize];
+  uint8_t packet[kTftpPacketSize];
   for (double left; (left = end - Monotonic()) > 0;) {
     const int n = Receive(packet, sizeof packet, left);
     if (n <= 0) return false;
-    if (n >= kTftpHeaderSize && TftpGet16(packet) == TFTP_ACK && TftpGet16(packet + 2) == block) {
-      return true;
-    }
+    uint16_t acked = 0;
+    if (TftpBlockPacket(packet, n, TFTP_ACK, &acked) && acked == block) return true;
   }
   return false;
 }
 
+int FtmctlTftp::Begin(TftpOpcode opcode, const std::string& name,
+                      uint8_t (&request)[kTftpPacketSize], FtmctlTransfer* result) {
+  if (!Open(result)) return -1;
+  const int length = TftpBuildRequest(opcode, name.c_str(), request, sizeof request);
+  if (length < 0) result->message = "file name too long";
+  return length;
+}
+
 FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
   FtmctlTransfer result;
-  if (!Open(&result)) return result;
-  uint8_t request[kPacketSize];
-  const int requestLength = TftpBuildRequest(TFTP_RRQ, name.c_str(), request, sizeof request);
-  if (requestLength < 0) {
-    result.message = "file name too long";
-    return result;
-  }
-  uint8_t packet[kPacketSize + 1];
+  uint8_t request[kTftpPacketSize];
+  const int requestLength = Begin(TFTP_RRQ, name, request, &result);
+  if (requestLength < 0) return result;
+  uint8_t packet[kTftpPacketSize + 1];
   uint8_t ack[kTftpHeaderSize];
   uint16_t expected = 1;
   bool requestResent = false;
@@ -244,24 +246,19 @@ FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
       Send(request, requestLength, " (again)");
       continue;
     }
-    const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
-    if (opcode == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
-    if (opcode != TFTP_DATA || n < kTftpHeaderSize) continue;
+    if (TftpOpcodeOf(packet, n) == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
+    uint16_t block = 0;
+    if (!TftpBlockPacket(packet, n, TFTP_DATA, &block)) continue;
     silentSince = Monotonic();
-    const uint16_t block = TftpGet16(packet + 2);
     if (block == static_cast<uint16_t>(expected - 1) && expected > 1) {
       // Our ACK was lost and the board resent the block.
-      TftpPut16(ack, TFTP_ACK);
-      TftpPut16(ack + 2, block);
-      Send(ack, sizeof ack, " (again)");
+      Send(ack, TftpBuildAck(ack, block), " (again)");
       continue;
     }
     if (block != expected) continue;
     result.data.append(reinterpret_cast<const char*>(packet + kTftpHeaderSize),
                        static_cast<size_t>(n - kTftpHeaderSize));
-    TftpPut16(ack, TFTP_ACK);
-    TftpPut16(ack + 2, block);
-    Send(ack, sizeof ack, "");
+    Send(ack, TftpBuildAck(ack, block), "");
     if (n - kTftpHeaderSize < kTftpBlockSize) {
       result.outcome = FtmctlOutcome::kAccepted;
       return result;
@@ -276,17 +273,13 @@ FtmctlTransfer FtmctlTftp::Download(const std::string& name) {
 
 FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& content, bool image) {
   FtmctlTransfer result;
-  if (!Open(&result)) return result;
-  uint8_t request[kPacketSize];
-  const int requestLength = TftpBuildRequest(TFTP_WRQ, name.c_str(), request, sizeof request);
-  if (requestLength < 0) {
-    result.message = "file name too long";
-    return result;
-  }
+  uint8_t request[kTftpPacketSize];
+  const int requestLength = Begin(TFTP_WRQ, name, request, &result);
+  if (requestLength < 0) return result;
   // A size that is a multiple of 512 ends with an empty block.
   const size_t blocks = content.size() / kTftpBlockSize + 1;
-  uint8_t packet[kPacketSize + 1];
-  uint8_t data[kPacketSize];
+  uint8_t packet[kTftpPacketSize + 1];
+  uint8_t data[kTftpPacketSize];
   size_t sent = 0;  // the block in flight; 0 is the request
   int dataLength = 0;
   bool resent = false;
@@ -294,10 +287,9 @@ FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& co
   auto sendBlock = [&](size_t block) {
     const size_t offset = (block - 1) * kTftpBlockSize;
     const size_t count = std::min<size_t>(kTftpBlockSize, content.size() - offset);
-    TftpPut16(data, TFTP_DATA);
-    TftpPut16(data + 2, static_cast<uint16_t>(block));
-    std::memcpy(data + kTftpHeaderSize, content.data() + offset, count);
-    dataLength = kTftpHeaderSize + static_cast<int>(count);
+    dataLength = TftpBuildData(data, static_cast<uint16_t>(block),
+                               reinterpret_cast<const uint8_t*>(content.data()) + offset,
+                               static_cast<int>(count));
     sent = block;
     resent = false;
     repeats = 0;
@@ -319,11 +311,10 @@ FtmctlTransfer FtmctlTftp::Upload(const std::string& name, const std::string& co
       }
       continue;
     }
-    const uint16_t opcode = n >= 2 ? TftpGet16(packet) : 0;
-    if (opcode == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
-    if (opcode != TFTP_ACK || n < kTftpHeaderSize) continue;
+    if (TftpOpcodeOf(packet, n) == TFTP_ERROR && TakeRefusal(packet, n, &result)) return result;
+    uint16_t block = 0;
+    if (!TftpBlockPacket(packet, n, TFTP_ACK, &block)) continue;
     silentSince = Monotonic();
-    const uint16_t block = TftpGet16(packet + 2);
     if (block == static_cast<uint16_t>(sent)) {
       if (sent == blocks) {
         result.outcome = resent && !image && !SecondAck(block) ? FtmctlOutcome::kUnconfirmed

@@ -9,10 +9,12 @@
 #include <string>
 #include <vector>
 
-// Every wait of the client, in seconds. The defaults follow the board: it
-// takes one request per 250 ms pass, resends a DATA block or an ACK itself
-// after 3.01 s (upload) or 3.25 s (download), and for 11 idle passes
-// (about 2.75 s) after an upload answers a resent last block with the last
+#include "tftp/tftp_wire.h"
+
+// Every wait of the client, in seconds. The defaults follow the board's
+// waits (tftp_wire.h): it takes one request per pass, resends a DATA block
+// or an ACK itself after its wait for an ACK or a DATA block, and for its
+// grace passes after an upload answers a resent last block with the last
 // ACK. All are multiplied by the board's time scale (1 on a real board).
 struct FtmctlTiming {
   // A request (RRQ, WRQ) or a block other than the last is sent again once
@@ -26,11 +28,19 @@ struct FtmctlTiming {
   // only if a second ACK (the grace period's answer to the resend) follows
   // within one pass of the board's task; a lone ACK is the grace period's
   // and says nothing of the verdict, which was lost.
-  double pass = 0.25;
+  double pass = TftpSeconds(kTftpTickMicros);
   // No datagram from the board for this long ends the exchange: longer than
   // the board's longest recovery of a download (two waits of 3.25 s).
   double silence = 8.0;
 };
+
+static_assert(FtmctlTiming{}.resend > TftpSeconds(kTftpDataPollMicros, kTftpDataPolls) &&
+                  FtmctlTiming{}.resend > TftpSeconds(kTftpAckPollMicros, kTftpAckPolls),
+              "a request is resent after the board's own resend");
+static_assert(FtmctlTiming{}.lastResend < TftpSeconds(kTftpTickMicros, kTftpGraceTicks),
+              "the last block is resent within the grace period");
+static_assert(FtmctlTiming{}.silence > 2 * TftpSeconds(kTftpAckPollMicros, kTftpAckPolls),
+              "silence outlasts the board's recovery of a download");
 
 // One line of the exchange log, with its time.
 struct FtmctlLogLine {
@@ -68,6 +78,10 @@ class FtmctlTftp {
 
  private:
   bool Open(FtmctlTransfer* result);
+  // Opens the socket and builds the request: its length, or -1 with
+  // *result saying why not.
+  int Begin(TftpOpcode opcode, const std::string& name, uint8_t (&request)[kTftpPacketSize],
+            FtmctlTransfer* result);
   bool Send(const uint8_t* bytes, int length, const std::string& what);
   // Waits up to `seconds` for a datagram from the board's port. Returns its
   // length, 0 on time-out, -1 on a socket failure.

@@ -12,13 +12,12 @@
 #include <vector>
 
 #include "ftm_version.h"
+#include "tftp/tftp_wire.h"
 #include "xml/xml_doc.h"
 #include "xml/xml_write.h"
 
 namespace {
 
-// The largest file the board accepts in an upload.
-constexpr size_t kUploadLimit = 7648;
 // Far beyond any request; keeps the tool's memory bounded on a wrong file.
 constexpr size_t kReadLimit = 1 << 20;
 
@@ -176,12 +175,12 @@ int main(int argc, char** argv) {
   const char* label = std::strcmp(path, "-") == 0 ? "standard input" : path;
   if (data.size() > kReadLimit) {
     std::fprintf(stderr, "ftmxml: %s is over %zu bytes; the board accepts at most %zu\n", label,
-                 kReadLimit, kUploadLimit);
+                 kReadLimit, static_cast<size_t>(kTftpUploadLimit));
     return 1;
   }
-  if (data.size() > kUploadLimit) {
+  if (data.size() > static_cast<size_t>(kTftpUploadLimit)) {
     std::fprintf(stderr, "ftmxml: note: %s is %zu bytes; the board refuses uploads over %zu\n",
-                 label, data.size(), kUploadLimit);
+                 label, data.size(), static_cast<size_t>(kTftpUploadLimit));
   }
   const void* nul = std::memchr(data.data(), '\0', data.size());
   if (nul != nullptr) {
@@ -206,11 +205,9 @@ int main(int argc, char** argv) {
     PrintTree(document.get(), 0);
     return std::fflush(stdout) == 0 ? 0 : 1;
   }
-  size_t size = 0;
-  XmlMeasure(document.get(), &size, 1, 0);
-  std::vector<char> text(size + 1, '\0');
-  size_t written = 0;
-  XmlSerialize(document.get(), text.data(), text.size(), &written, 1, 0);
-  if (std::fwrite(text.data(), 1, written, stdout) != written || std::fflush(stdout) != 0) return 1;
+  const std::string text = XmlSerializeString(document.get());
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    return 1;
+  }
   return 0;
 }

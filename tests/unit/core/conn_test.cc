@@ -17,7 +17,7 @@ TEST(PacketQueue, FirstInFirstOutWithinItsBound) {
   auto receive = [&station](const std::string& bytes) {
     ftm_ProcessRcvTFTPData(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size(), &station);
   };
-  uint8_t buffer[kFtmPacketSize];
+  uint8_t buffer[kTftpPacketSize];
   testing::internal::CaptureStdout();
   for (int i = 0; i < kFtmQueueLimit + 2; ++i)
     receive(i == 1 ? std::string(516, 'z') : "#" + std::to_string(i));

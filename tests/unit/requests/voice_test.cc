@@ -55,8 +55,7 @@ TEST_F(Voice, EachValueReachesTheBoardAsItsCommand) {
   for (const Case& c : kCases) {
     XmlDoc doc = XmlParseCopy(c.voip);
     ASSERT_TRUE(doc);
-    int32_t flag = 0;
-    int result = FtmVoiceTest(XmlFindChild(doc.get(), "VOIP"), &flag);
+    int result = FtmVoiceTest(XmlFindChild(doc.get(), "VOIP")).Report();
     EXPECT_EQ((std::make_tuple(result, std::string(VoiceLastCommandText()), FtmVoiceDecoderState(),
                                FtmVoiceReadClear())),
               std::make_tuple(c.result, std::string(c.command), c.decoder, c.readClear))

@@ -76,13 +76,7 @@ inline std::string DumpDoc(const XmlNode* root, bool flags = true) {
 }
 
 inline std::string Serialize(const XmlNode* node, int indent = 1) {
-  size_t size = 0;
-  XmlMeasure(node, &size, indent, 0);
-  std::string buffer(size + 1, '\0');
-  size_t written = 0;
-  XmlSerialize(node, &buffer[0], buffer.size(), &written, indent, 0);
-  buffer.resize(written);
-  return buffer;
+  return XmlSerializeString(node, indent);
 }
 
 #endif  // FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
