@@ -746,10 +746,10 @@ int Station::Dispatch() {
     if (!Arity(w, 1, 1, &error)) return Fail(kBadArguments, error);
     if (options_.dryRun) return Fail(kBadArguments, "--dry-run is for uploads");
     if (std::find(std::begin(kReports), std::end(kReports), w[1]) == std::end(kReports)) {
-      return Fail(kBadArguments, "the board serves no report " + w[1] +
-                                     " (reports: FTM_ModemInfo.xml FTM_TestModeOp.xml "
-                                     "FTM_Progress.xml FTM_TestModeCfg.xml FTM_Statistics.xml "
-                                     "FTM_Stats_4port.xml FTM_MobileInfo.xml FTM_AntennaInfo.xml)");
+      std::string known;
+      for (const char* report : kReports) known += std::string(known.empty() ? "" : " ") + report;
+      return Fail(kBadArguments,
+                  "the board serves no report " + w[1] + " (reports: " + known + ")");
     }
     return Get(w[1]);
   }
