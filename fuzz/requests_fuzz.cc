@@ -124,6 +124,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       break;
     case 'C':
       FTM_PutFile(&input[0], "FTM_TestModeCfg.xml");
+      // Now and then the read-back of whatever the requests left in its
+      // document.
+      if (g_runs % 64 == 0) {
+        FtmErrorInfo* error;
+        FTM_GetFile("FTM_TestModeCfg.xml", &error);
+      }
       break;
     case 'N':
       if (nul == std::string::npos) return 0;
