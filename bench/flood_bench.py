@@ -85,7 +85,7 @@ def main():
                         help="the build's bin directory (default: $FTM_BIN)")
     parser.add_argument("--datagrams", type=int, default=1000000)
     parser.add_argument("--burst", type=int, default=20000, help="datagrams per burst")
-    parser.add_argument("--pause", type=float, default=0.5, help="seconds between bursts")
+    parser.add_argument("--pause", type=float, default=1.0, help="seconds between bursts")
     parser.add_argument("--ports", type=int, default=500, help="source ports of the flood")
     args = parser.parse_args()
     if not args.bin or not os.path.exists(os.path.join(args.bin, "ftmd")):
