@@ -5,7 +5,8 @@
 # the tests and benchmarks talk to, the JSON library of ftmctl; for the
 # station package pytest, SQLAlchemy with SQLite and PostgreSQL (the server
 # too, for the tests), Flask for the live view and headless Chromium with
-# Selenium to test it; and shellcheck for the board's start-up scripts.
+# Selenium to test it; shellcheck for the board's start-up scripts; and
+# valgrind for the soak benchmark.
 # Installs only what is missing.
 set -eu
 
@@ -14,7 +15,7 @@ packages="cmake ninja-build g++ clang libclang-rt-14-dev clang-format
   curl tftp-hpa atftp tftpd-hpa libexpat1-dev libxml2-dev binutils-mips-linux-gnu
   libsimpleini-dev nlohmann-json3-dev python3-pytest python3-pytest-xdist
   python3-sqlalchemy python3-psycopg2 postgresql python3-flask chromium chromium-driver
-  python3-selenium shellcheck"
+  python3-selenium shellcheck valgrind"
 
 missing=""
 for p in $packages; do

@@ -10,7 +10,7 @@ set -eu
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
 presets=${FTM_PRESETS:-"host asan tsan mips-sim"}
-fuzz_seconds=${FTM_FUZZ_SECONDS:-20}
+fuzz_seconds=${FTM_FUZZ_SECONDS:-24}
 jobs=$(nproc 2>/dev/null || echo 2)
 
 scripts/setup.sh
