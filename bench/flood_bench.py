@@ -24,26 +24,21 @@ largest during and after the flood, the station's rounds and transfers
 This is a measurement: nothing here fails on a slow result.
 """
 
-import argparse
-import os
 import random
-import re
 import socket
 import sys
 import threading
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-REPORTS = [b"FTM_Progress.xml", b"FTM_TestModeOp.xml", b"FTM_ModemInfo.xml",
-           b"FTM_TestModeCfg.xml", b"FTM_Statistics.xml", b"FTM_Stats_4port.xml",
-           b"FTM_MobileInfo.xml", b"FTM_AntennaInfo.xml"]
+import benchkit
+
+REPORTS = [name.encode() for name in benchkit.REPORTS]
 IDENTITY = (b'<?xml version="1.0" encoding="UTF-8"?><MODEM_INFO><SERIAL_NUM>FLOOD-1</SERIAL_NUM>'
             b'</MODEM_INFO>')
 
 
 def rss(pid):
-    status = open("/proc/%d/status" % pid).read()
-    return int(re.search(r"^VmRSS:\s+(\d+)", status, re.M).group(1))
+    return benchkit.figures(pid)[2]
 
 
 class Flood(threading.Thread):
@@ -80,20 +75,13 @@ class Flood(threading.Thread):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("bin", nargs="?", default=os.environ.get("FTM_BIN", ""),
-                        help="the build's bin directory (default: $FTM_BIN)")
+    parser = benchkit.parser(__doc__)
     parser.add_argument("--datagrams", type=int, default=1000000)
     parser.add_argument("--burst", type=int, default=20000, help="datagrams per burst")
     parser.add_argument("--pause", type=float, default=1.0, help="seconds between bursts")
     parser.add_argument("--ports", type=int, default=500, help="source ports of the flood")
     args = parser.parse_args()
-    if not args.bin or not os.path.exists(os.path.join(args.bin, "ftmd")):
-        parser.error("give the build's bin directory (holding ftmd and ftmsim)")
-
-    os.environ["FTM_BIN"] = os.path.abspath(args.bin)
-    sys.path.insert(0, os.path.join(HERE, "..", "tests", "integration"))
-    import ftmboard  # noqa: E402 (needs FTM_BIN set first)
+    ftmboard = benchkit.ftmboard(parser, args)
 
     board = ftmboard.Board(timescale=0.005)
     station = None

@@ -22,33 +22,20 @@ prints valgrind's error and leak summaries and exits with valgrind's status
 slow result.
 """
 
-import argparse
-import os
 import re
-import socket
 import sys
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-REPORTS = [b"FTM_Progress.xml", b"FTM_TestModeOp.xml", b"FTM_ModemInfo.xml",
-           b"FTM_TestModeCfg.xml", b"FTM_Statistics.xml", b"FTM_Stats_4port.xml",
-           b"FTM_MobileInfo.xml", b"FTM_AntennaInfo.xml"]
+import benchkit
+
+REPORTS = [name.encode() for name in benchkit.REPORTS]
 IDENTITY = (b'<?xml version="1.0" encoding="UTF-8"?><MODEM_INFO><SERIAL_NUM>SOAK-1</SERIAL_NUM>'
             b'<MAC_ADDR>02:5e:a3:00:00:42</MAC_ADDR></MODEM_INFO>')
 IMAGE = bytes((i * 31 + 7) % 256 for i in range(7648))
 
 
-def figures(pid):
-    """(descriptors, threads, RSS in kB) of a process."""
-    fds = len(os.listdir("/proc/%d/fd" % pid))
-    status = open("/proc/%d/status" % pid).read()
-    threads = int(re.search(r"^Threads:\s+(\d+)", status, re.M).group(1))
-    rss = int(re.search(r"^VmRSS:\s+(\d+)", status, re.M).group(1))
-    return fds, threads, rss
-
-
 def show(label, pid):
-    fds, threads, rss = figures(pid)
+    fds, threads, rss = benchkit.figures(pid)
     print("%-28s descriptors %3d  threads %d  RSS %6d kB" % (label, fds, threads, rss), flush=True)
 
 
@@ -70,19 +57,12 @@ def transfer(client, n, ftmboard):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("bin", nargs="?", default=os.environ.get("FTM_BIN", ""),
-                        help="the build's bin directory (default: $FTM_BIN)")
+    parser = benchkit.parser(__doc__)
     parser.add_argument("--transfers", type=int, help="default 10,000 (1,000 with --valgrind)")
     parser.add_argument("--valgrind", action="store_true", help="run ftmd under valgrind")
     args = parser.parse_args()
-    if not args.bin or not os.path.exists(os.path.join(args.bin, "ftmd")):
-        parser.error("give the build's bin directory (holding ftmd and ftmsim)")
     total = args.transfers or (1000 if args.valgrind else 10000)
-
-    os.environ["FTM_BIN"] = os.path.abspath(args.bin)
-    sys.path.insert(0, os.path.join(HERE, "..", "tests", "integration"))
-    import ftmboard  # noqa: E402 (needs FTM_BIN set first)
+    ftmboard = benchkit.ftmboard(parser, args)
 
     # Board time runs 100 times faster (20 times under valgrind, which slows
     # the daemon down about as much).

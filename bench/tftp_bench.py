@@ -29,7 +29,6 @@ unshare -rn and, should in.tftpd fail there, prints ftmd's figures only.
 This is a measurement, not a test: nothing here fails on a slow result.
 """
 
-import argparse
 import os
 import random
 import shutil
@@ -41,12 +40,11 @@ import sys
 import tempfile
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
+import benchkit
+
 NETNS_MARK = "FTM_BENCH_NETNS"
 RRQ, WRQ, DATA, ACK, ERROR = 1, 2, 3, 4, 5
-REPORTS = ["FTM_Progress.xml", "FTM_TestModeOp.xml", "FTM_ModemInfo.xml", "FTM_TestModeCfg.xml",
-           "FTM_Statistics.xml", "FTM_Stats_4port.xml", "FTM_MobileInfo.xml",
-           "FTM_AntennaInfo.xml"]
+REPORTS = benchkit.REPORTS
 UPLOAD_NAME = "bench.txt"
 UPLOAD_SIZE = 7648
 
@@ -205,18 +203,11 @@ def compare(ours, ref, exchanges):
 
 
 def main():
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    parser.add_argument("bin", nargs="?", default=os.environ.get("FTM_BIN", ""),
-                        help="the build's bin directory (default: $FTM_BIN)")
+    parser = benchkit.parser(__doc__)
     parser.add_argument("--runs", type=int, default=30, help="runs per figure (default 30)")
     args = parser.parse_args()
-    if not args.bin or not os.path.exists(os.path.join(args.bin, "ftmd")):
-        parser.error("give the build's bin directory (holding ftmd and ftmsim)")
     enter_network_namespace()
-
-    os.environ["FTM_BIN"] = os.path.abspath(args.bin)
-    sys.path.insert(0, os.path.join(HERE, "..", "tests", "integration"))
-    from ftmboard import Board  # noqa: E402 (needs FTM_BIN set first)
+    Board = benchkit.ftmboard(parser, args).Board
 
     print("starting ftmd on a fresh simulated board in real time (about 20 s)...", flush=True)
     board = Board(timescale=1)
