@@ -11,7 +11,11 @@ each test a step, each measurement and operator answer a measurement. Each
 test also records the board's address, serial number and MAC address, and
 each measurement ("NAME = VALUE UNIT pass"), as properties in the JUnit XML
 (--junitxml). After each test the board leaves
-test mode."""
+test mode.
+
+`--ftm-sim N` starts N simulated boards for the run (ftm_station.simboard)
+and tests them like boards given with --ftm-board: a station script can be
+tried on a PC alone."""
 
 import contextlib
 import json
@@ -39,7 +43,11 @@ def pytest_addoption(parser):
     add("--ftm-log", default=None, metavar="DIR",
         help="ftmctl --log: one log per board serial number in DIR")
     add("--ftm-timescale", default=None, metavar="FACTOR",
-        help="ftmctl --timescale, for simulated boards")
+        help="ftmctl --timescale, for simulated boards (and the clock of --ftm-sim boards)")
+    add("--ftm-sim", default=0, type=int, metavar="N",
+        help="start N simulated boards for the run and test them too")
+    add("--ftm-bin", default=None, metavar="DIR",
+        help="where ftmsim and ftmd are, for --ftm-sim (default: beside ftmctl)")
     add("--ftm-db", default=None, metavar="URL",
         help="the record: a SQLite file or a database URL (postgresql://...); default "
              "ftm-record.sqlite beside the JUnit XML")
@@ -58,7 +66,7 @@ def pytest_addoption(parser):
         help="serve the live view of the run on http://127.0.0.1:PORT/")
 
 
-def _units(config):
+def _units(config, boards):
     """{board: (serial, mac)} from --ftm-unit, --ftm-units and --ftm-scan."""
     units = {}
     lines = list(config.getoption("ftm_unit"))
@@ -74,7 +82,7 @@ def _units(config):
         units[board] = tuple(fields)
     if config.getoption("ftm_scan"):
         with _console(config):
-            for board in config.getoption("ftm_board"):
+            for board in boards:
                 if board not in units:
                     units[board] = (_scan("serial number", board), _scan("MAC address", board))
     return units
@@ -101,6 +109,30 @@ def _scan(what, board):
     if not line.strip():
         raise pytest.UsageError("no %s for %s on standard input" % (what, board))
     return line.strip()
+
+
+def _start_sims(config):
+    """The --ftm-sim boards, started and serving."""
+    from ftm_station.simboard import SimBoard
+    count = config.getoption("ftm_sim")
+    if count <= 0:
+        return []
+    words = shlex.split(config.getoption("ftmctl"))
+    where = config.getoption("ftm_bin") or os.path.dirname(shutil.which(words[-1]) or "")
+    if not os.path.exists(os.path.join(where, "ftmsim")):
+        raise pytest.UsageError("--ftm-sim: no ftmsim in %r (give --ftm-bin DIR)" % where)
+    timescale = float(config.getoption("ftm_timescale") or 1)
+    sims = []
+    try:
+        for _ in range(count):
+            sims.append(SimBoard(where, timescale, emulator=words[:-1]).start(wait_ready=False))
+        for sim in sims:
+            sim.wait_ready()
+    except BaseException:
+        for sim in sims:
+            sim.close()
+        raise
+    return sims
 
 
 def _default_db(config):
@@ -146,13 +178,24 @@ class _Station:
 def pytest_configure(config):
     # pytest-xdist registers it too; without xdist the mark is only unused.
     config.addinivalue_line("markers", "xdist_group(name): run these tests on one worker")
-    if not config.getoption("ftm_board"):
-        return
     worker = getattr(config, "workerinput", None)
     if worker is not None:
+        if "ftm" not in worker:
+            return
         shared = json.loads(worker["ftm"])
     else:
-        shared = {"units": _units(config), "db": config.getoption("ftm_db") or _default_db(config),
+        config._ftm_sims = _start_sims(config)
+        boards = config.getoption("ftm_board") + [b.address for b in config._ftm_sims]
+        if not boards:
+            return
+        try:
+            units = _units(config, boards)
+        except BaseException:
+            pytest_unconfigure(config)
+            raise
+        shared = {"boards": boards, "units": units,
+                  "sims": {b.address: b.dir for b in config._ftm_sims},
+                  "db": config.getoption("ftm_db") or _default_db(config),
                   "station": config.getoption("ftm_station"), "session": uuid.uuid4().hex}
     config._ftm_shared = shared
     config._ftm = _Station(config, shared)
@@ -175,13 +218,19 @@ def pytest_sessionfinish(session):
         station.finish()
 
 
+def pytest_unconfigure(config):
+    for sim in getattr(config, "_ftm_sims", []):
+        sim.close()
+    config._ftm_sims = []
+
+
 def pytest_generate_tests(metafunc):
     # Each board's tests carry its group from the moment they are made:
     # pytest-xdist reads the group in its own collection hook, which may run
     # before any hook of this plugin. The group name is added to the test id
     # by pytest-xdist, so it is the board's number, not its address again.
     if "board" in metafunc.fixturenames:
-        boards = metafunc.config.getoption("ftm_board")
+        boards = getattr(metafunc.config, "_ftm_shared", {}).get("boards", [])
         metafunc.parametrize("board", [
             pytest.param(b, id=b, marks=pytest.mark.xdist_group("board%d" % (i + 1)))
             for i, b in enumerate(boards)], indirect=True)
@@ -216,7 +265,8 @@ def _terminal(config):
 @pytest.fixture
 def board(request):
     """The board of this run of the test, as an ftm_station.Board with an
-    `operator` (ftm_station.Operator) and its `unit` (serial, MAC) or None."""
+    `operator` (ftm_station.Operator), its `unit` (serial, MAC) or None, and
+    `sim_dir`, the board directory of an --ftm-sim board (else None)."""
     config = request.config
     ftmctl = config.getoption("ftmctl")
     if shutil.which((shlex.split(ftmctl) or [""])[-1]) is None:
@@ -229,6 +279,7 @@ def board(request):
     b = Board(request.param, ftmctl=ftmctl, extra=extra)
     station = config._ftm
     b.unit = station.units.get(b.address)
+    b.sim_dir = config._ftm_shared["sims"].get(b.address)
     run = station.run_of(b)
     step = station.recorder.start_step(run, request.node.originalname)
 

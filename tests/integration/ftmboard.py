@@ -6,18 +6,17 @@ The build's programs are found through FTM_BIN (the build's bin directory);
 FTM_EMULATOR, when set, is the command that runs them (qemu-mips for the
 big-endian build)."""
 
-import collections
 import os
-import re
 import shlex
-import shutil
 import signal
 import socket
 import struct
-import subprocess
-import tempfile
-import time
+import sys
 import unittest
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..",
+                                "station"))
+from ftm_station.simboard import Effects, SimBoard, free_port  # noqa: E402,F401
 
 BIN = os.environ.get("FTM_BIN", "")
 EMULATOR = shlex.split(os.environ.get("FTM_EMULATOR", ""))
@@ -37,132 +36,30 @@ ACK_WAIT = 3.25  # the wait for an ACK: 13 polls of 250 ms
 HEX_PAUSE = 3.0  # the transfer task's pause after a ".hex" image
 
 
-def free_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
 def program(name):
     return EMULATOR + [os.path.join(BIN, name)]
 
 
-# What a request did: the board's new events and syslog lines, and what the
-# daemon wrote to standard output and standard error, each as received.
-Effects = collections.namedtuple("Effects", "events syslog stdout stderr")
-Effects.__new__.__defaults__ = ([], [], "", "")
-_ESCAPES = {"t": "\t", "n": "\n", "\\": "\\"}
-
-
-class Board:
-    """A simulated board directory; start() runs ftmd on it. The tests' board
-    is the distinct one (`ftmsim init --distinct`): every store cell, GPIO
-    input, port and radio setting its own value."""
+class Board(SimBoard):
+    """A simulated board of the build under test with ftmd alone on it (a
+    test that needs the modem starts its own). The tests' board is the
+    distinct one: every store cell, GPIO input, port and radio setting its
+    own value."""
 
     def __init__(self, timescale=TIMESCALE, port=None, distinct=True):
-        self.dir = tempfile.mkdtemp(prefix="ftmboard-")
-        subprocess.run(program("ftmsim") + ["init"] + (["--distinct"] if distinct else []) +
-                       [self.dir], check=True)
-        self.port = port or free_port()
-        self.write("port", "%d\n" % self.port)
-        self.write("timescale", "%g\n" % timescale)
-        self.timescale = timescale
-        self.proc = None
+        super().__init__(BIN, timescale, port, distinct, emulator=EMULATOR)
 
-    # -- files of the board -------------------------------------------------
-    def path(self, rel):
-        return os.path.join(self.dir, rel)
-
-    def write(self, rel, text):
-        with open(self.path(rel), "w") as f:
-            f.write(text)
-
-    def read(self, rel):
-        with open(self.path(rel), "rb") as f:
-            return f.read().decode("latin-1")
-
-    def exists(self, rel):
-        return os.path.exists(self.path(rel))
-
-    def events(self):
-        return self.read("events.log").splitlines()
-
-    def syslog(self):
-        return self.read("syslog").splitlines()
-
-    def stdout(self):
-        return self.read("ftmd.out") if self.exists("ftmd.out") else ""
-
-    def stderr(self):
-        return self.read("ftmd.err") if self.exists("ftmd.err") else ""
-
-    def table(self, name):
-        """A store table's data rows as lists of cells (None for an absent
-        cell, \\N in the file)."""
-        rows = []
-        for line in self.read("cfg/%s.tsv" % name).split("\n")[1:]:
-            if line:
-                rows.append([None if cell == "\\N" else re.sub(
-                    r"\\([tn\\])", lambda m: _ESCAPES[m.group(1)], cell)
-                    for cell in line.split("\t")])
-        return rows
-
-    def write_table(self, name, rows, columns=None):
-        """Replaces a table's data rows (None for an absent cell); the
-        column names stay unless given."""
-        head = columns or self.read("cfg/%s.tsv" % name).split("\n")[0].split("\t")
-        esc = lambda c: "\\N" if c is None else str(c).replace("\\", "\\\\").replace(  # noqa: E731
-            "\t", "\\t").replace("\n", "\\n")
-        self.write("cfg/%s.tsv" % name, "".join("\t".join(map(esc, r)) + "\n" for r in [head] + rows))
-
-    def mark(self):
-        """Where each of the board's logs ends now; see since()."""
-        return (len(self.events()), len(self.syslog()), len(self.stdout()), len(self.stderr()))
-
-    def since(self, mark):
-        """The Effects logged after a mark."""
-        return Effects(self.events()[mark[0]:], self.syslog()[mark[1]:], self.stdout()[mark[2]:],
-                       self.stderr()[mark[3]:])
-
-    def set_faults(self, *lines):
-        self.write("faults", "".join(line + "\n" for line in lines))
-
-    # -- the daemon -----------------------------------------------------------
-    def start(self, wait_ready=True):
-        env = dict(os.environ, FTM_SIM_DIR=self.dir)
-        with open(self.path("ftmd.out"), "ab") as out, open(self.path("ftmd.err"), "ab") as err:
-            self.proc = subprocess.Popen(program("ftmd"), env=env, stdout=out, stderr=err)
-        if wait_ready:
-            self.wait_ready()
-        return self
+    def command(self):
+        return self.program("ftmd")
 
     def wait_ready(self, timeout=None):
-        """Start-up ends with the second switch command and the removal of
-        the saved configuration files; the receive loop starts right after."""
-        timeout = timeout or (20 * self.timescale + 10) * SLACK
-        last = "shell switch_utility RegisterSet 0xc50 0x1805"
-        self.wait_for(lambda: last in self.events() and not any(
-            self.exists("root/PRST/" + f) for f in ("current.cfg", "current.bak", "DSL_MODE")),
-            timeout, "start-up did not finish")
-
-    def wait_for(self, predicate, timeout, what):
-        end = time.monotonic() + timeout
-        while time.monotonic() < end:
-            if predicate():
-                return
-            if self.proc is not None and self.proc.poll() is not None:
-                raise AssertionError("%s: ftmd exited with %s\n%s" %
-                                     (what, self.proc.returncode, self.stdout()))
-            time.sleep(0.02)
-        raise AssertionError(what)
+        super().wait_ready(timeout or (20 * self.timescale + 10) * SLACK)
 
     def wait_exit(self, timeout=10):
-        return self.proc.wait(timeout=timeout * SLACK)
+        return super().wait_exit(timeout * SLACK)
 
-    def stop(self):
-        if self.proc is not None and self.proc.poll() is None:
-            self.proc.send_signal(signal.SIGKILL)
-            self.proc.wait()
+    def stop(self, sig=signal.SIGKILL):
+        super().stop(sig)
 
     def sanitizer_reports(self):
         """Reports of ASan, UBSan or TSan in the daemon's output."""
@@ -170,10 +67,6 @@ class Board:
                  "WARNING: ThreadSanitizer")
         return [line for line in (self.stdout() + self.stderr()).splitlines()
                 if any(m in line for m in marks)]
-
-    def close(self):
-        self.stop()
-        shutil.rmtree(self.dir, ignore_errors=True)
 
     def client(self, **kw):
         return RawClient(self.port, **kw)

@@ -15,6 +15,7 @@ their WPS button."""
 import json
 import os
 import shutil
+import socket
 import subprocess
 import sys
 import tempfile
@@ -141,8 +142,36 @@ def actual_record(url):
             for r in sorted(record.export_json(record.engine_for(url)), key=lambda r: r["board"])]
 
 
+def sim_check(test_file, out, env):
+    """The plugin's own boards: two tested, in parallel, then gone."""
+    junit = os.path.join(out, "results.xml")
+    status = subprocess.run([sys.executable, "-m", "pytest", "-p", "ftm_station.plugin", "-p",
+                             "xdist.plugin", "-p", "no:cacheprovider", "-n", "2", "--dist",
+                             "loadgroup", "--junitxml", junit, "-q", "--ftm-sim", "2",
+                             "--ftmctl", " ".join(ftmboard.program("ftmctl")),
+                             "--ftm-timescale", str(ftmboard.TIMESCALE), "--ftm-db",
+                             os.path.join(out, "r.sqlite"), test_file], env=env).returncode
+    cases = [({p.get("name"): p.get("value") for p in c.iter("property")}, list(c))
+             for c in ET.parse(junit).getroot().iter("testcase")]
+    boards = sorted(props["board"] for props, _ in cases)
+    if status != 0 or len(set(boards)) != 2 or any(len(c[1]) != 1 for c in cases):
+        return "pytest ended with status %d; tested %r" % (status, boards)
+    left = [props["sim_dir"] for props, _ in cases if os.path.exists(props["sim_dir"])]
+    for address in boards:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.bind(("127.0.0.1", int(address.rsplit(":", 1)[1])))  # nothing serves it now
+    return "board directories left: %r" % left if left else None
+
+
 def main(test_file):
     check = os.path.basename(test_file) == "station_plugin_check.py"
+    if os.path.basename(test_file) == "station_sim_check.py":
+        out = tempfile.mkdtemp(prefix="ftmstation-")
+        try:
+            return sim_check(test_file, out, dict(os.environ, PYTHONPATH=STATION,
+                                                  PYTEST_DISABLE_PLUGIN_AUTOLOAD="1"))
+        finally:
+            shutil.rmtree(out, ignore_errors=True)
     boards = [ftmboard.Board() for _ in range(2)]
     out = tempfile.mkdtemp(prefix="ftmstation-")
     stop_db = lambda: None  # noqa: E731
