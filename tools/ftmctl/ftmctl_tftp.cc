@@ -139,18 +139,30 @@ bool FtmctlTftp::Open(FtmctlTransfer* result) {
     result->message = std::string("cannot open a UDP socket: ") + std::strerror(errno);
     return false;
   }
+  // The board answers from the port it was asked on, so the socket can be
+  // connected to it: the kernel then drops datagrams from anyone else, and
+  // a board host that reports the port closed (ICMP port unreachable) ends
+  // the wait at once instead of after the silence.
+  if (::connect(fd_, reinterpret_cast<const sockaddr*>(&board_), sizeof board_) != 0) {
+    result->message =
+        std::string("cannot reach ") + FtmctlBoardText(board_) + ": " + std::strerror(errno);
+    return false;
+  }
   return true;
 }
 
 bool FtmctlTftp::Send(const uint8_t* bytes, int length, const std::string& what) {
   Note("> " + Describe(bytes, length) + what);
-  return ::sendto(fd_, bytes, static_cast<size_t>(length), 0,
-                  reinterpret_cast<const sockaddr*>(&board_), sizeof board_) == length;
+  const ssize_t n = ::send(fd_, bytes, static_cast<size_t>(length), 0);
+  // An earlier datagram's port-unreachable report may come back here.
+  if (n < 0 && errno == ECONNREFUSED) closed_ = true;
+  return n == length;
 }
 
 int FtmctlTftp::Receive(uint8_t* buffer, int size, double seconds) {
   const double end = Monotonic() + seconds;
   for (;;) {
+    if (closed_) return -1;
     const double left = end - Monotonic();
     if (left <= 0) return 0;
     pollfd p{fd_, POLLIN, 0};
@@ -158,18 +170,10 @@ int FtmctlTftp::Receive(uint8_t* buffer, int size, double seconds) {
     if (ready < 0 && errno == EINTR) continue;
     if (ready < 0) return -1;
     if (ready == 0) continue;
-    sockaddr_in from{};
-    socklen_t fromLength = sizeof from;
-    const ssize_t n = ::recvfrom(fd_, buffer, static_cast<size_t>(size), 0,
-                                 reinterpret_cast<sockaddr*>(&from), &fromLength);
+    const ssize_t n = ::recv(fd_, buffer, static_cast<size_t>(size), 0);
     if (n < 0 && errno == EINTR) continue;
+    if (n < 0 && errno == ECONNREFUSED) closed_ = true;
     if (n < 0) return -1;
-    // The board answers from its server port only; anything else is not
-    // part of this exchange.
-    if (from.sin_addr.s_addr != board_.sin_addr.s_addr || from.sin_port != board_.sin_port) {
-      Note("  ignored a datagram from " + FtmctlBoardText(from));
-      continue;
-    }
     Note("< " + Describe(buffer, static_cast<int>(n)));
     return static_cast<int>(n);
   }
@@ -180,6 +184,11 @@ int FtmctlTftp::Await(uint8_t* packet, int size, double silentSince, double rese
   double wait = silentSince + timing_.silence - Monotonic();
   if (resendAfter >= 0) wait = std::min(wait, silentSince + resendAfter - Monotonic());
   const int n = Receive(packet, size, wait);
+  if (n < 0 && closed_) {
+    Note("  port unreachable");
+    result->message = "no answer from the board: nothing listens on that UDP port";
+    return -1;
+  }
   if (n < 0) {
     result->message = std::string("receive failed: ") + std::strerror(errno);
     return -1;

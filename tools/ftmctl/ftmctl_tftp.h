@@ -104,6 +104,7 @@ class FtmctlTftp {
   FtmctlTiming timing_;
   std::vector<FtmctlLogLine>* log_;
   int fd_ = -1;
+  bool closed_ = false;  // the board host reported the port closed
 };
 
 // Parses "HOST[:PORT]" (IPv4 address or name; port 69 when none).

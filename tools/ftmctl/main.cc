@@ -180,38 +180,6 @@ std::string Labels(const FtmctlRequest& request) {
   return out;
 }
 
-// On loopback the kernel's table of UDP sockets tells at once whether
-// anything listens on the board's port; a station then need not wait out
-// the silence. False wherever that cannot be known.
-bool NothingListens(const sockaddr_in& board) {
-  if ((ntohl(board.sin_addr.s_addr) >> 24) != 127) return false;
-  const unsigned port = ntohs(board.sin_port);
-  bool readable = false;
-  for (const char* table : {"/proc/net/udp", "/proc/net/udp6"}) {
-    std::ifstream in(table);
-    std::string line;
-    if (!in || !std::getline(in, line)) continue;  // the heading
-    readable = true;
-    while (std::getline(in, line)) {
-      std::istringstream fields(line);
-      std::string slot, local;
-      fields >> slot >> local;
-      const size_t colon = local.rfind(':');
-      if (colon == std::string::npos) continue;
-      if (std::strtoul(local.c_str() + colon + 1, nullptr, 16) != port) continue;
-      const std::string address = local.substr(0, colon);
-      // IPv6 sockets on the port may take IPv4 datagrams: count them all.
-      if (address.size() != 8) return false;
-      // The kernel writes the address in its own byte order, which is not
-      // this program's under an emulator: either order matches.
-      const uint32_t bound = static_cast<uint32_t>(std::strtoul(address.c_str(), nullptr, 16));
-      const uint32_t mine = board.sin_addr.s_addr;
-      if (bound == 0 || bound == mine || bound == __builtin_bswap32(mine)) return false;
-    }
-  }
-  return readable;
-}
-
 class Station {
  public:
   explicit Station(const Options& o) : options_(o) {}
@@ -224,7 +192,6 @@ class Station {
   int Fail(int status, const std::string& message);
   int Succeed(const std::string& line);
   int NoAnswer(const std::string& message);
-  int Closed();
   int Refusal(const FtmctlTransfer& t);
 
   int Get(const std::string& name);
@@ -314,11 +281,6 @@ int Station::NoAnswer(const std::string& message) {
   return Fail(kNoAnswer, FtmctlBoardText(board_) + ": " + message);
 }
 
-int Station::Closed() {
-  return Fail(kNoAnswer, "no answer from the board at " + FtmctlBoardText(board_) +
-                             ": nothing listens on that UDP port");
-}
-
 int Station::Refusal(const FtmctlTransfer& t) {
   boardMessage_ = true;
   result_["error_code"] = t.errorCode;
@@ -339,7 +301,6 @@ bool Station::Download(const std::string& name, FtmctlTransfer* transfer) {
 int Station::Get(const std::string& name) {
   result_["command"] = "get";
   result_["report"] = name;
-  if (NothingListens(board_)) return Closed();
   FtmctlTransfer t;
   Download(name, &t);
   if (t.outcome == FtmctlOutcome::kRefused) return Refusal(t);
@@ -397,7 +358,6 @@ int Station::Wait() {
     return Fail(kBadArguments,
                 "wait takes: button wps|reset open|closed, or switch wifi open|closed");
   }
-  if (NothingListens(board_)) return Closed();
   const double limit = options_.timeout > 0 ? options_.timeout : kWaitDefault;
   const double start = FtmctlNow();
   result_["input"] = w[2];
@@ -537,7 +497,6 @@ int Station::Judge(const FtmctlTransfer& t, const FtmctlRequest& request, const 
 int Station::Upload(const FtmctlRequest& request, bool image) {
   result_["file"] = request.file;
   if (options_.dryRun) return DryRun(request);
-  if (NothingListens(board_)) return Closed();
   const FtmctlTransfer t = Client().Upload(request.file, request.document, image);
   if (t.outcome == FtmctlOutcome::kNoAnswer) return NoAnswer(t.message);
   answered_ = true;
