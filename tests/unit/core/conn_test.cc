@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr int kHeld = 512;  // datagrams the queue holds
+
 TEST(PacketQueue, FirstInFirstOutWithinItsBound) {
   sockaddr_in station = {};
   station.sin_family = AF_INET;
@@ -27,13 +29,13 @@ TEST(PacketQueue, FirstInFirstOutWithinItsBound) {
   };
   uint8_t buffer[kTftpPacketSize];
   testing::internal::CaptureStdout();
-  for (int i = 0; i < kFtmQueueLimit + 2; ++i)
+  for (int i = 0; i < kHeld + 2; ++i)
     receive(i == 1 ? std::string(516, 'z') : "#" + std::to_string(i));
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "ftm_ProcessRcvTFTPData: Unable to allocate buffer\n"
             "ftm_ProcessRcvTFTPData: Unable to allocate buffer\n");
   EXPECT_EQ(ftm_GetRcvTFTPData(nullptr), 0);  // and the queue stays as it is
-  for (int i = 0; i < kFtmQueueLimit; ++i) {
+  for (int i = 0; i < kHeld; ++i) {
     const std::string want = i == 1 ? std::string(516, 'z') : "#" + std::to_string(i);
     ASSERT_EQ(ftm_GetRcvTFTPData(buffer), static_cast<int>(want.size()));
     ASSERT_EQ(std::string(reinterpret_cast<char*>(buffer), want.size()), want);

@@ -79,10 +79,9 @@ TEST_F(Fills, DslFillsWhatTheTemplateLacks) {
     Write("gpio/41", level);
     const std::string pair = level == "2" ? "OUTER" : "INNER";
     Doc doc = ParseText(
-        "<D><HYBRID_2>t</HYBRID_2><AUTO_PAIR>t</AUTO_PAIR><DSL_POWER_UPSTREAM>t</"
-        "DSL_POWER_UPSTREAM>"
-        "<MULTI_HYBRID>t</MULTI_HYBRID><HYBRID_1/><HYBRID_3>t</HYBRID_3><X>t</X><HYBRID_4>t</"
-        "HYBRID_4>"
+        "<D><HYBRID_2>t</HYBRID_2><AUTO_PAIR>t</AUTO_PAIR>"
+        "<DSL_POWER_UPSTREAM>t</DSL_POWER_UPSTREAM><MULTI_HYBRID>t</MULTI_HYBRID>"
+        "<HYBRID_1/><HYBRID_3>t</HYBRID_3><X>t</X><HYBRID_4>t</HYBRID_4>"
         "<AUTO_PAIR>t</AUTO_PAIR></D>");
     EXPECT_EQ(XMLS_initDslStatCM(doc->children[0]), 0);
     EXPECT_EQ(DumpDoc(doc.get(), false),

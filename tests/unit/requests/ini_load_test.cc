@@ -26,17 +26,13 @@ void ReadProgress() {
 
 // The simulated board (whose signals are logged, never sent) with its
 // waits logged among its events, not made.
-class RecordingBoard : public PlatformWrapper {
- public:
-  RecordingBoard() { PlatformInstall(this); }
-  ~RecordingBoard() override { PlatformInstall(nullptr); }
+class IniLoad : public SimBoardTest, public PlatformWrapper {
+  void SetUp() override { SimBoardTest::SetUp(), PlatformInstall(this); }
+  void TearDown() override { PlatformInstall(nullptr), SimBoardTest::TearDown(); }
   void SleepMicros(unsigned long micros) override { SimEvent("sleep " + std::to_string(micros)); }
 };
 
-class IniLoad : public SimBoardTest {};
-
 TEST_F(IniLoad, ProgressReadsNotDoneOnlyWhileTheLibraryRuns) {
-  RecordingBoard board;
   ReadProgress();
   SimIniSetHook(ReadProgress);
   char text[] = "[ftm]\nrestart = 1\n";

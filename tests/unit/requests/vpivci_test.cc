@@ -15,10 +15,10 @@
 namespace {
 
 // The simulated store; board commands are recorded, not run.
-class Commands : public PlatformWrapper {
- public:
-  Commands() { PlatformInstall(this); }
-  ~Commands() override { PlatformInstall(nullptr); }
+class ChangeVpiVci : public SimBoardTest, public PlatformWrapper {
+ protected:
+  void SetUp() override { SimBoardTest::SetUp(), PlatformInstall(this); }
+  void TearDown() override { PlatformInstall(nullptr), SimBoardTest::TearDown(); }
   int System(const char* command) override {
     lines.push_back(command);
     return 0;
@@ -26,80 +26,64 @@ class Commands : public PlatformWrapper {
   std::vector<std::string> lines;
 };
 
-const char kDelete[] = "/etc/init.d/DelOrgVpiVci.sh 0.8.35";
-const char kVcc[] = "Interface\tVpi\tVci\tEncap\n";
-
-class ChangeVpiVci : public SimBoardTest {
- protected:
-  void Board(const std::string& mac, const std::string& vccRows) {
-    Write("cfg/ProductionData.tsv", "ModelNum\tSerialNum\tMacAddr\nK17\t1\t" + mac + "\n");
-    Write("cfg/VccStat.tsv", kVcc + vccRows);
-  }
+struct Row {
+  std::string mac, vcc, faults, vpi, vci;
+  int result;
+  std::vector<std::string> lines;
+  const char* message = nullptr;
 };
 
-TEST_F(ChangeVpiVci, DeletesTheCurrentCircuitAndMakesTheNewOneWithTheBoardsMac) {
-  Board("00:1A:2b:3c:4d:5e", "eth0\t1\t1\tLLC\nnas0\t8\t35\tLLC\n");
-  Commands commands;
-  EXPECT_EQ(ftm_ChangeVpiVci("0", "100"), 0);
-  EXPECT_EQ(commands.lines, (std::vector<std::string>{
-                                kDelete, "/etc/init.d/NewVpiVci.sh 0.0.100 00:1A:2b:3c:4d:5e"}));
+std::string New(const std::string& circuit, const std::string& mac) {
+  return "/etc/init.d/NewVpiVci.sh 0." + circuit + " " + mac;
 }
 
-TEST_F(ChangeVpiVci, WithoutACurrentCircuitOnlyTheNewOneIsMade) {
-  for (const char* rows : {"", "nas1\t8\t35\n", "nas0\t8;reboot\t35\n", "nas0\t8\t\n"}) {
-    Board("00:1a:2b:3c:4d:5e", rows);
-    Commands commands;
-    EXPECT_EQ(ftm_ChangeVpiVci("8", "35"), 0) << rows;
-    EXPECT_EQ(commands.lines,
-              (std::vector<std::string>{"/etc/init.d/NewVpiVci.sh 0.8.35 00:1a:2b:3c:4d:5e"}))
-        << rows;
+TEST_F(ChangeVpiVci, DeletesTheFirstNas0CircuitAndMakesTheNewOne) {
+  const std::string mac = "00:1a:2b:3c:4d:5e", fallback = "02:5e:a3:00:00:01", v22(22, '7');
+  const std::string vcc = "eth0\t1\t1\tLLC\nnas0\t8\t35\tLLC\nnas0\t1\t1\n", v79(79, '7');
+  const std::string del = "/etc/init.d/DelOrgVpiVci.sh 0.", made = New("8.35", mac);
+  const std::string noVcc = "cfg table VccStat\n", noId = "cfg table ProductionData\n";
+  const std::string upper = "00:1A:2b:3c:4d:5e", del8 = del + "8.35";
+  const char *notSupported = "Test not supported", *failed = "Fail to Create Xml File";
+  std::vector<Row> rows = {
+      {upper, vcc, "", "0", "100", 0, {del8, New("0.100", upper)}},
+      // Without a current circuit that fits a command line, only the new one.
+      {mac, "", "", "8", "35", 0, {made}},
+      {mac, "nas1\t8\t35\n", "", "8", "35", 0, {made}},
+      {mac, "nas0\t8;reboot\t35\nnas0\t8\t35\n", "", "8", "35", 0, {made}},
+      {mac, "nas0\t8\t\n", "", "8", "35", 0, {made}},
+      {mac, vcc, noVcc, "8", "35", 0, {made}, failed},
+      {mac, "nas0\t7" + v22 + "\t" + v22 + "\n", "", "8", "35", 0, {made}},
+      {mac, "nas0\t" + v22 + "\t" + v22 + "\n", "", "8", "35", 0, {del + v22 + "." + v22, made}},
+      // The longest new circuit's line that still fits, and one digit more.
+      {mac, vcc, "", v79, "35", 0, {del8, New(v79 + ".35", mac)}},
+      {mac, vcc, "", v79 + "7", "35", -1, {}, notSupported},
+      // An unreadable table: the scripts still run, with the fallback.
+      {mac, vcc, noId, "8", "35", -1, {del8, New("8.35", fallback)}, failed},
+  };
+  // A MAC address of another form, or none, falls back.
+  for (const char* other : {"00:1a:2b:3c:4d:5e;reboot", "$(reboot)", "001a2b3c4d5e", "",
+                            "00:1a:2b:3c:4d:5g", "00-1a-2b-3c-4d-5e"}) {
+    rows.push_back({other, vcc, "", "8", "35", 0, {del8, New("8.35", fallback)}});
   }
-}
-
-TEST_F(ChangeVpiVci, AMacOfAnotherFormOrNoneFallsBack) {
-  const std::string fallback = "/etc/init.d/NewVpiVci.sh 0.8.35 02:5e:a3:00:00:01";
-  for (const char* mac : {"00:1a:2b:3c:4d:5e;reboot", "$(reboot)", "001a2b3c4d5e", "",
-                          "00:1a:2b:3c:4d:5g", "00-1a-2b-3c-4d-5e"}) {
-    Board(mac, "nas0\t8\t35\n");
-    Commands commands;
-    EXPECT_EQ(ftm_ChangeVpiVci("8", "35"), 0) << mac;
-    EXPECT_EQ(commands.lines, (std::vector<std::string>{kDelete, fallback})) << mac;
+  // Values that are not decimal digits run no script.
+  for (const char* bad : {";reboot", "$(reboot)", "`reboot`", "'8'", "8 35", "", "-8", "0x8"}) {
+    rows.push_back({mac, vcc, "", bad, "35", -1, {}, notSupported});
+    rows.push_back({mac, vcc, "", "8", bad, -1, {}, notSupported});
   }
-  // An unreadable table: the scripts still run, with the fallback.
-  Board("00:1a:2b:3c:4d:5e", "nas0\t8\t35\n");
-  Write("faults", "cfg table ProductionData\n");
-  FtmClearErrorInfo();
-  Commands commands;
-  EXPECT_EQ(ftm_ChangeVpiVci("8", "35"), -1);
-  EXPECT_EQ(commands.lines, (std::vector<std::string>{kDelete, fallback}));
-  EXPECT_STREQ(FtmGetErrorInfo()->message, "Fail to Create Xml File");
-}
-
-TEST_F(ChangeVpiVci, ValuesThatAreNotDecimalOrTooLongRunNoScript) {
-  Board("00:1a:2b:3c:4d:5e", "nas0\t8\t35\n");
-  const std::string longDigits(500, '7');
-  for (const char* bad :
-       {";reboot", "$(reboot)", "`reboot`", "'8'", "8 35", "", "-8", "0x8", longDigits.c_str()}) {
-    for (int which = 0; which < 2; ++which) {
-      FtmClearErrorInfo();
-      Commands commands;
-      EXPECT_EQ(which == 0 ? ftm_ChangeVpiVci(bad, "35") : ftm_ChangeVpiVci("8", bad), -1) << bad;
-      EXPECT_TRUE(commands.lines.empty()) << bad;
-      EXPECT_STREQ(FtmGetErrorInfo()->message, "Test not supported") << bad;
-    }
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.mac + " " + row.vcc + " " + row.faults + " " + row.vpi + "." + row.vci);
+    Write("cfg/ProductionData.tsv", "ModelNum\tSerialNum\tMacAddr\nK17\t1\t" + row.mac + "\n");
+    Write("cfg/VccStat.tsv", "Interface\tVpi\tVci\tEncap\n" + row.vcc);
+    Write("faults", row.faults);
+    FtmClearErrorInfo();
+    lines.clear();
+    EXPECT_EQ(ftm_ChangeVpiVci(row.vpi.c_str(), row.vci.c_str()), row.result);
+    EXPECT_EQ(lines, row.lines);
+    EXPECT_STREQ(FtmGetErrorInfo()->message, row.message);
   }
-  Commands commands;
+  lines.clear();
   EXPECT_EQ(ftm_ChangeVpiVci(nullptr, "35"), -1);
-  EXPECT_TRUE(commands.lines.empty());
-}
-
-TEST_F(ChangeVpiVci, TheCurrentCircuitIsReadFromTheFirstNas0Row) {
-  Board("00:1a:2b:3c:4d:5e", "nas0\t0\t35\nnas0\t1\t1\n");
-  char buffer[16];
-  EXPECT_STREQ(FTM_GetCurrentVpiVci(buffer, sizeof buffer), "0.0.35");
-  EXPECT_EQ(FTM_GetCurrentVpiVci(buffer, 6), nullptr);  // would not fit
-  Write("faults", "cfg table VccStat\n");
-  EXPECT_EQ(FTM_GetCurrentVpiVci(buffer, sizeof buffer), nullptr);
+  EXPECT_EQ(lines, std::vector<std::string>());
 }
 
 }  // namespace

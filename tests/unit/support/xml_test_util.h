@@ -5,9 +5,6 @@
 #ifndef FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
 #define FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
 
-#include <cstdio>
-#include <cstdlib>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,15 +12,6 @@
 #include "xml/xml_write.h"
 
 using Doc = XmlDoc;
-
-// The seed of a random test: FTM_TEST_SEED when set, else the test's own.
-// Printed, so that a failure can be replayed with the same seed.
-inline unsigned TestSeed(unsigned fallback) {
-  const char* env = std::getenv("FTM_TEST_SEED");
-  unsigned seed = env != nullptr ? static_cast<unsigned>(std::strtoul(env, nullptr, 10)) : fallback;
-  std::printf("random test seed %u (replay: FTM_TEST_SEED=%u)\n", seed, seed);
-  return seed;
-}
 
 // Parses a copy of `text` (which may hold NULs; the parser sees up to the
 // first).
@@ -38,11 +26,6 @@ struct TextCase {
   const char* input;
   const char* want;
 };
-
-// Failures name the input rather than the bytes of the case record.
-inline void PrintTo(const TextCase& c, std::ostream* os) {
-  *os << '"' << c.input << '"';
-}
 
 inline std::string DumpNode(const XmlNode* n, bool flags = true) {
   std::string out = n->name;
@@ -73,10 +56,6 @@ inline std::string DumpDoc(const XmlNode* root, bool flags = true) {
     out += (i > 0 ? " " : "") + DumpNode(root->children[i], flags);
   }
   return out;
-}
-
-inline std::string Serialize(const XmlNode* node, int indent = 1) {
-  return XmlSerializeString(node, indent);
 }
 
 #endif  // FTM_TESTS_UNIT_SUPPORT_XML_TEST_UTIL_H_
