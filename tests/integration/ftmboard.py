@@ -95,19 +95,19 @@ class RawClient:
         self.sock.sendto(data, self.addr)
 
     def rrq(self, name, mode=b"octet"):
-        self.send(struct.pack("!H", RRQ) + name + b"\0" + mode + b"\0")
+        self.send(rrq(name, mode))
 
     def wrq(self, name, mode=b"octet"):
-        self.send(struct.pack("!H", WRQ) + name + b"\0" + mode + b"\0")
+        self.send(wrq(name, mode))
 
     def data(self, block, payload):
-        self.send(struct.pack("!HH", DATA, block) + payload)
+        self.send(data(block, payload))
 
     def ack(self, block):
-        self.send(struct.pack("!HH", ACK, block))
+        self.send(ack(block))
 
     def error(self, code, message):
-        self.send(struct.pack("!HH", ERROR, code) + message + b"\0")
+        self.send(error(code, message))
 
     def recv(self, timeout=5.0):
         """The next datagram, or None after timeout seconds of silence."""
@@ -121,13 +121,11 @@ class RawClient:
 
     def expect(self, packet, timeout=5.0):
         got = self.recv(timeout)
-        if got != packet:
-            raise AssertionError("expected %r, got %r" % (packet, got))
+        assert got == packet, "expected %r, got %r" % (packet, got)
 
     def silence(self, seconds):
         got = self.recv(seconds / SLACK)
-        if got is not None:
-            raise AssertionError("expected no reply, got %r" % (got,))
+        assert got is None, "expected no reply, got %r" % (got,)
 
     def download(self, name, timeout=5.0):
         """A whole download: returns (content, None) or (None, error packet)."""
@@ -159,6 +157,14 @@ class RawClient:
             if len(chunk) < 512 or reply != ack(block):
                 return reply
             block += 1
+
+
+def rrq(name, mode=b"octet"):
+    return struct.pack("!H", RRQ) + name + b"\0" + mode + b"\0"
+
+
+def wrq(name, mode=b"octet"):
+    return struct.pack("!H", WRQ) + name + b"\0" + mode + b"\0"
 
 
 def ack(block):
