@@ -4,7 +4,7 @@
 # own) and "FTM_Stats_4port.xml" (links and running totals across link drops,
 # port 5 from the switch's RMON counters).
 
-import itertools, re, struct  # noqa: E401
+import itertools, struct  # noqa: E401
 
 from ftmboard import BoardTest, Effects, error
 from ftmreports import decimal, report

@@ -10,7 +10,7 @@ import re
 import string
 
 from ftmboard import BoardTest, Effects, ack, error
-from ftmreports import PROGRESS, report
+from ftmreports import PROGRESS, decimal, report
 
 OP, CFG, PROG, ACK = b"FTM_TestModeOp.xml", b"FTM_TestModeCfg.xml", b"FTM_Progress.xml", ack(1)
 NOT_SUP, NO_CMD, WRITE_FAIL, CFG_FAIL, INVALID = (error(0, m) for m in (
@@ -46,7 +46,6 @@ text_set = lambda n, req, item, t: fx(  # the length counts the terminator  # no
 el = lambda n, text="", attrs="": "<%s%s>%s</%s>" % (n, attrs, text, n)  # noqa: E731
 kids = lambda *pairs: "".join(el(n, str(t)) for n, t in pairs)  # noqa: E731
 cfg = lambda *parts: "<TEST_CONFIG>%s</TEST_CONFIG>" % "".join(parts)  # noqa: E731
-num = lambda t: int((re.match(r"\s*([+-]?\d+)", t or "") or [0, 0])[1])  # decimal  # noqa: E731
 testmodeop = lambda mask: report(("SUPPORTED_TESTS", [(n, "") for n in (  # noqa: E731
     "LED", "THROUGHPUT", "RESET_SWITCH", "BCOM_WIRELESS")]), ("ACTIVE_TEST", [
         (e, "") for bit, e in ENTRIES if mask & bit]))
@@ -55,7 +54,8 @@ testmodeop = lambda mask: report(("SUPPORTED_TESTS", [(n, "") for n in (  # noqa
 def readback(b, v, down):
     # The read-back and its effects from the board's sources; v keeps the
     # texts a missing source leaves. down: every GPIO and radio read fails.
-    rd = lambda p: -1 if down else num(b.read("gpio/%d" % p)) if b.exists("gpio/%d" % p) else 0  # noqa
+    rd = lambda p: -1 if down else decimal(  # noqa: E731
+        b.read("gpio/%d" % p)) if b.exists("gpio/%d" % p) else 0
     wifi = lambda n, f: b.read("wifi/%s/%s" % (n, f)).split("\n")[0]  # noqa: E731
     alnum = lambda t: re.sub("[^A-Za-z0-9]", "", t)  # noqa: E731
     v.update((n, ("OFF", "ON")[rd(p) != 0]) for n, p in LEDS)
@@ -64,10 +64,10 @@ def readback(b, v, down):
     v["WPS_SW_STATUS"] = ("OPEN", "CLOSED")[rd(43) != 0 or wps and not reset]  # a reset press wins
     col = [row[0] for row in b.table("WlanConfig")]
     v.update([("WIFI_PWR_STATUS", ("CLOSED", "OPEN")[col[0] == "1"])] if col else [])
-    v.update(("WiFi_%s_Radio_Ctrl" % r[0], ("OFF", "ON")[num(c) != 0])
+    v.update(("WiFi_%s_Radio_Ctrl" % r[0], ("OFF", "ON")[decimal(c) != 0])
              for r, c in zip(RADIOS, col * (len(col) > 1)))
     for i, (g, ifn, dev, _) in enumerate(RADIOS):
-        m = num(wifi(ifn, "freq"))
+        m = decimal(wifi(ifn, "freq"))
         ch = (int((m - 241200000) / 500000) + 1, (m - 518000000) // 500000 + 36 if m > 518000000 else 36)[i]
         v.update({"SSID_" + g: wifi(ifn, "essid")[:32], "CHANNEL_" + g: str(ch),
                   "MODE_" + g: alnum(wifi(ifn, "mode")[:16]), "DOMAIN_" + g: alnum(wifi(dev, "country")[:3])})
@@ -127,9 +127,10 @@ class TestModeOperations(Case):
             (e("RESET_SWITCH"), ACK, enter, 0x4000), (e("AUTO_PAIR"), ACK, NONE, 0x4800),
             (x, ACK, NONE, 0),  # without the LED test the driver is not told
             # No THROUGHPUT in the read-back document: the step fails, the others follow.
-            (e("THROUGHPUT"), NO_CMD, NONE, 0x2000), (x, ACK, NONE, 0),
-            (el("ENTER_TEST", el("THROUGHPUT", kids(("READY_STATUS", "READY")))), NO_CMD, NONE, 0x2000),
-            (x, ACK, NONE, 0), (voip(("TONE_1", 1)), NO_CMD, NONE, 0x0200), (e("THROUGHPUT") + x, ACK, NONE, 0),
+            # A refused READY_STATUS fails the step before the handler sets the bit itself.
+            (el("ENTER_TEST", el("THROUGHPUT", kids(("READY_STATUS", "READY")))), NO_CMD, NONE,
+             0x2000), (x, ACK, NONE, 0),
+            (voip(("TONE_1", 1)), NO_CMD, NONE, 0x0200), (e("THROUGHPUT") + x, ACK, NONE, 0),
             (voip(("DECODER_1", "ON")), ACK, NONE, 0x0200), (e("BCOM_WIRELESS"), ACK, NONE, 0x0600),
             (e("AUTO_PAIR"), ACK, NONE, 0x0E00), (e("THROUGHPUT"), NO_CMD, NONE, 0x2E00),
             (e("RESET_SWITCH"), ACK, enter, 0x6E00), (e("LED"), ACK, allleds(0), 0xEE00),
@@ -173,7 +174,6 @@ class TestConfiguration(Case):
             (auto("INNER", "OUTER"), ACK, gw(41, 0) + gw(41, 1), 0xA800), (X, ACK, EXITFTM, 0),
             (cfg(el("THROUGHPUT", kids(("READY_STATUS", "READY")))), CFG_FAIL, NONE, 0),
             (auto("AUTO"), NOT_SUP, NONE, 0), (auto("inner"), NOT_SUP, NONE, 0),
-            (auto("INNER"), ACK, gw(41, 0), 0x0800), (X, ACK, NONE, 0),
             (cfg(el("AUTO_PAIR", kids(("MODE", "AUTO")))), ACK, NONE, 0x0800),
             (cfg(switch("RESET", "CLOSED"), switch("WPS", "OPEN")), ACK, sw(32, 1) + sw(43, 0), 0x0800),
             (cfg(switch("RESET", "OPEN"), switch("WPS", "$(x)")), ACK, sw(32, 0) + sw(43, 1), None),
@@ -197,11 +197,9 @@ class TestConfiguration(Case):
         v = lambda *k, attrs="": cfg(el("VOIP", kids(*k), attrs))  # noqa: E731
         # The ring voltage and tone operations fail on this board without a
         # message: an accepted value is answered with the last one recorded.
-        rows = [(v(), ACK, NONE, 0x0200), (v(attrs=' Other="1"'), NO_CMD, NONE, 0x0200)]
-        rows += [(v(("%s_%d" % (e, n), t)), NO_CMD, NONE, None) for n in (1, 2) for e, values in (
-            ("RING_VOLTAGE", ("25v", "50v", "75v")), ("TONE", list(range(1, 12)) + ["None", "dial"]))
-                 for t in values]
-        rows += [(v(("HOOK_%d" % n, t)), ACK, NONE, None) for n in (1, 2) for t in ("ON", "OFF")]
+        rows = [(v(), ACK, NONE, 0x0200), (v(attrs=' Other="1"'), NO_CMD, NONE, 0x0200)] + [
+            (v(("RING_VOLTAGE_%d" % n, t)), NO_CMD, NONE, None) for n, t in (
+                (1, "25v"), (2, "50v"), (1, "75v"))]
         rows += [(v(("CUT_RELAY_%d" % n, t)), ACK, gw(21 + n, 1 - i), None) for n in (1, 2)
                  for i, t in enumerate(("Enable", "Disable"))]
         # Decoders: off is refused (no decoder runs), one on at a time.
@@ -262,7 +260,6 @@ class TestRadios(Case):
             rows += ["ioctl " + req, (w(xml), INVALID, effects + fx(log=[
                 "FTM %s on %s failed" % (req, name)]), None)]
         self.check(rows)
-        self.assertEqual([row[0] for row in self.b.table("WlanConfig")], ["0", "1"])
         self.b.set_faults("socket")  # without its socket the daemon ends
         mark, _ = self.b.mark(), self.c.wrq(CFG)
         self.c.expect(ack(0))
@@ -298,7 +295,7 @@ class TestReadBack(Case):
                           for i, (_, p) in enumerate(LEDS) if 0 < k < 4})
             for f, value in state.items():
                 if f == "WlanConfig":
-                    b.write_table(f, [[c] + ["0" if num(c) else "5"] * 4 for c in value])
+                    b.write_table(f, [[c] + ["0" if decimal(c) else "5"] * 4 for c in value])
                 elif f == "faults":
                     b.set_faults(*value)
                 elif value is None:

@@ -1,13 +1,11 @@
-"""The LTE modem's reports end to end: "FTM_MobileInfo.xml" and
-"FTM_AntennaInfo.xml" read by a station from a board whose simulated modem
-answers, answers in pieces and with unsolicited lines, answers errors, says
-only OK, floods, stays silent, or is not there. Each report byte for byte;
-the daemon serves other requests afterwards."""
+# The LTE modem's reports end to end: "FTM_MobileInfo.xml" and
+# "FTM_AntennaInfo.xml" read by a station from a board whose simulated modem
+# answers, answers in pieces and with unsolicited lines, answers errors, says
+# only OK, floods, stays silent, or is not there. Each report byte for byte;
+# the daemon serves other requests afterwards.
 
 import os
-import re
 import subprocess
-import time
 
 from ftmboard import SLACK, TIMESCALE, BoardTest, program
 from ftmreports import PROGRESS, report
@@ -62,21 +60,24 @@ SCENARIOS = {
 
 def mobile_report(values):
     return report(("MOBILE_INFO", [(n, values.get(n, "NA")) for n in (
-        "CGMR", "IMEI", "MODEL", "SIM", "ANT", "LTE_4G_BROADBAND", "LTE_4G_RUNTIME")]))
+        "CGMR", "IMEI", "MODEL", "SIM", "ANT", "LTE_4G_BROADBAND", "LTE_4G_RUNTIME")])), None
 
 
 def antenna_report(ant):
-    return report(("ANTENNA_INFO", [("ANT", ant)]))
+    return report(("ANTENNA_INFO", [("ANT", ant)])), None
 
 
 class ModemTest(BoardTest):
     # Slow builds get more board time per real second, so that the modem's
     # pauses and the port's 2-second time-out keep their order.
     timescale = TIMESCALE * SLACK
+    modem = None
+
+    def setUp(self):
+        self.addCleanup(self.stop_modem)
 
     def start_modem(self, board, scenario=None):
-        """A fresh modem simulator (and port) with the scenario, or the
-        board's default one."""
+        # A fresh modem simulator (and port) with the scenario, or the board's default one.
         self.stop_modem()
         if scenario is not None:
             board.write("modem/scenario", scenario)
@@ -87,29 +88,21 @@ class ModemTest(BoardTest):
         board.wait_for(lambda: os.path.lexists(link), 20 * SLACK, "no modem")
 
     def stop_modem(self):
-        if getattr(self, "modem", None) is not None:
+        if self.modem is not None:
             self.modem.terminate()
             self.modem.wait(10 * SLACK)
             self.modem = None
 
-    def setUp(self):
-        self.modem = None
-        self.addCleanup(self.stop_modem)
+    def read(self, board, c, name, count=0):
+        # A report, and the line's settings and the modem's commands it caused.
+        # A report can end before the simulator has read its last command (the
+        # answer was already waiting in the port), so wait for `count` of them.
+        mark, got = len(board.events()), c.download(name, timeout=15)
 
-    def download(self, client, name):
-        content, err = client.download(name, timeout=15)
-        self.assertIsNone(err)
-        return content
-
-    def modem_events(self, board, since, count=0):
-        """The line's settings and the modem's commands since an events
-        mark. A report can end before the simulator has read its last
-        command (the answer was already waiting in the port), so wait for
-        `count` of them."""
         def events():
-            return [e for e in board.events()[since:] if e.startswith(("modem ", "tty "))]
+            return [e for e in board.events()[mark:] if e.startswith(("modem ", "tty "))]
         board.wait_for(lambda: len(events()) >= count, 5 * SLACK, "modem commands missing")
-        return events()
+        return got, events()
 
     def test_reports_for_each_modem(self):
         board = self.board()
@@ -118,36 +111,30 @@ class ModemTest(BoardTest):
         for name, (scenario, mobile, ant) in SCENARIOS.items():
             with self.subTest(modem=name):
                 self.start_modem(board, default if scenario is None else scenario)
-                mark = len(board.events())
-                self.assertEqual(self.download(c, MOBILE), mobile_report(mobile))
                 # One identity exchange per element, in the template's order.
-                self.assertEqual(self.modem_events(board, mark, 7), [LINE] + ["modem ATI"] * 3 + [
-                    "modem AT+CPIN?", UNLOCK, SIGNAL])
+                self.assertEqual(self.read(board, c, MOBILE, 7), (mobile_report(mobile), [LINE] + [
+                    "modem ATI"] * 3 + ["modem AT+CPIN?", UNLOCK, SIGNAL]))
                 # Each report opens a port that starts afresh; the unlock is
                 # sent again for every antenna read.
                 self.start_modem(board)
-                mark = len(board.events())
-                self.assertEqual(self.download(c, ANTENNA), antenna_report(ant))
-                self.assertEqual(self.modem_events(board, mark, 3), [LINE, UNLOCK, SIGNAL])
-                self.assertEqual(self.download(c, b"FTM_Progress.xml"), PROGRESS)
+                self.assertEqual(self.read(board, c, ANTENNA, 3),
+                                 (antenna_report(ant), [LINE, UNLOCK, SIGNAL]))
+                self.assertEqual(c.download(b"FTM_Progress.xml"), (PROGRESS, None))
         self.assertRegex(board.read("syslog"), r"\ndebug \\nXMLS_GetMobileInfoCM:\d+: Got Just "
                                                r"Ok No Data\n")
         out = board.stdout()
-        self.assertIn("\ngetPINStatus: Read failed \n", out)
-        self.assertIn("\n Failed to get SIM PIN status\n", out)
-        self.assertIn("\n Failed to get signal value\n", out)
+        for line in ("getPINStatus: Read failed ", " Failed to get SIM PIN status",
+                     " Failed to get signal value"):
+            self.assertIn("\n%s\n" % line, out)
 
     def test_no_modem(self):
         board = self.board()
         c = self.client(board)
         # No device at all, then a port that refuses its settings.
         for fault in ("", "ioctl TCSETA"):
-            with self.subTest(fault=fault):
-                if fault:
-                    self.start_modem(board)
-                    board.set_faults(fault)
-                mark = len(board.events())
-                self.assertEqual(self.download(c, MOBILE), mobile_report(NOTHING))
-                self.assertEqual(self.download(c, ANTENNA), antenna_report(""))
-                self.assertEqual(self.modem_events(board, mark), [])
+            if fault:
+                self.start_modem(board)
+                board.set_faults(fault)
+            self.assertEqual((self.read(board, c, MOBILE), self.read(board, c, ANTENNA)), (
+                (mobile_report(NOTHING), []), (antenna_report(""), [])), fault)
         self.assertEqual(board.stdout().count("\n Failed to open /dev/ttyUSB1 device\n"), 4)

@@ -63,10 +63,8 @@ class PortsAndIniTest(BoardTest):
         lib = lambda *t: ["cfg session 5 libIni"] + ["cfg commit " + x for x in t] + ["cfg end"]  # noqa: E731
         # The library applies the file; then the store is reset to its
         # defaults and process 1 signalled (recorded, never sent).
-        board.write_table("NetDev", [["eth0"]])
         self.upload(board, "factory.ini", b"; A\n[ProductInfo]\n0.IniVersion = 5\n[ftm]\nrestart = 1\n",
                     ack(1), lib("ProductInfo") + reset + ["kill 1 15"])
-        self.assertEqual(*[[board.read("cfg/%s%s.tsv" % (d, t)) for t in tables] for d in ("", "defaults/")])
         info = board.table("ProductInfo")
         info[0][board.read("cfg/ProductInfo.tsv").split("\t").index("IniVersion")] = "7"
         self.upload(board, "keep.ini", b"[ftm]\nreset = 0\n[ProductInfo]\n0.IniVersion = 7\n", ack(1),
