@@ -1,8 +1,5 @@
 #include "core/ftm_conn.h"
 
-#include <unistd.h>
-
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -123,42 +120,11 @@ int ftm_GetRcvTFTPData(uint8_t* destination) {
   return length;
 }
 
-namespace {
-
-// Long enough for a station's answer on a LAN, short enough that a station
-// which does not answer costs next to nothing.
-constexpr auto kWatchTime = std::chrono::microseconds(200);
-
-// Watching only pays where another CPU runs the intake meanwhile; on one CPU
-// the watch would only keep the intake waiting.
-bool WatchWorthwhile() {
-  static const bool worthwhile = ::sysconf(_SC_NPROCESSORS_ONLN) > 1;
-  return worthwhile;
-}
-
-// True when a datagram is queued within the watch time, which never
-// outlasts the period itself: with the board's time compressed the watch
-// shrinks with it, and a period of no time watches not at all.
-bool WatchQueue(std::chrono::microseconds period) {
-  const auto end = std::chrono::steady_clock::now() + std::min(kWatchTime, period);
-  do {
-    if (g_head.load() != nullptr) return true;
-  } while (std::chrono::steady_clock::now() < end);
-  return false;
-}
-
-}  // namespace
-
 bool FtmPollPeriod::Wait() {
   using Clock = std::chrono::steady_clock;
   if (!running_) {
     running_ = true;
-    const std::chrono::microseconds period(FtmPlatform().ScaleMicros(micros_));
-    deadline_ = Clock::now() + period;
-    if (!watched_) {
-      watched_ = true;
-      if (WatchWorthwhile() && WatchQueue(period)) return false;
-    }
+    deadline_ = Clock::now() + std::chrono::microseconds(FtmPlatform().ScaleMicros(micros_));
   }
   // A period already over (always, with the board's time compressed to
   // nothing) goes without a wait: even a wait that times out at once costs a

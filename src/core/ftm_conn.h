@@ -59,12 +59,9 @@ int ftm_GetRcvTFTPData(uint8_t* destination);
 // A poll period: an empty poll starts it, and it has passed only when its
 // whole time has, however many datagrams arrive and are taken meanwhile. So
 // a time-out counted in periods keeps its length whatever a station sends.
-//
-// The first wait of a poll, which comes right after the task sent a packet,
-// first watches the queue for a short while without sleeping (on a board
-// with more than one CPU): the station's answer usually arrives within a
-// LAN round trip, and taking it without waking a sleeping thread saves
-// most of the hand-off's cost.
+// The wait blocks at once: a thread that spun on the queue instead would
+// hold a CPU that the intake and, on a station's own machine, the station
+// need to answer, and the round trip would take longer, not shorter.
 class FtmPollPeriod {
  public:
   explicit FtmPollPeriod(unsigned long micros) : micros_(micros) {}
@@ -76,7 +73,6 @@ class FtmPollPeriod {
  private:
   unsigned long micros_;
   bool running_ = false;
-  bool watched_ = false;
   std::chrono::steady_clock::time_point deadline_;
 };
 
