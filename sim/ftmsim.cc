@@ -227,6 +227,10 @@ void Forward(int sig) {
 pid_t Spawn(const std::string& path, char* const argv[], const sigset_t& mask) {
   pid_t pid = ::fork();
   if (pid == 0) {
+    // The forwarding handler is inherited until the exec; a signal caught by
+    // it here would find no daemon to forward to and be lost.
+    ::signal(SIGINT, SIG_DFL);
+    ::signal(SIGTERM, SIG_DFL);
     ::sigprocmask(SIG_SETMASK, &mask, nullptr);
     ::execv(path.c_str(), argv);
     std::fprintf(stderr, "ftmsim: cannot start %s: %s\n", path.c_str(), std::strerror(errno));
@@ -244,8 +248,11 @@ int Wait(pid_t pid) {
 }
 
 // Starts the modem simulator and waits until the board's modem device
-// points at it. Its process, or -1.
-pid_t StartModem(const std::string& board, const char* self, const sigset_t& mask) {
+// points at it. Its process, or -1; -1 also when one of the forwarded
+// signals (still blocked) comes in meanwhile, which *stop then holds: a
+// board asked to stop while it starts never starts its daemon.
+pid_t StartModem(const std::string& board, const char* self, const sigset_t& mask,
+                 const sigset_t& forwarded, int* stop) {
   std::string modem = Beside(self, "ftmmodem", "FTMMODEM");
   std::string link = board + "/root/dev/ttyUSB1";
   ::unlink(link.c_str());  // a link left by a modem that was killed
@@ -258,11 +265,25 @@ pid_t StartModem(const std::string& board, const char* self, const sigset_t& mas
     if (::lstat(link.c_str(), &st) == 0) return pid;
     int status;
     if (::waitpid(pid, &status, WNOHANG) == pid) return -1;
-    ::usleep(10000);
+    const struct timespec tick = {0, 10 * 1000 * 1000};
+    *stop = ::sigtimedwait(&forwarded, nullptr, &tick);
+    if (*stop > 0) break;
+    *stop = 0;
   }
   ::kill(pid, SIGTERM);
   Wait(pid);
   return -1;
+}
+
+// Ends ftmsim the way a signal ends a process, so a caller sees that signal.
+[[noreturn]] void EndBy(int sig) {
+  ::signal(sig, SIG_DFL);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, sig);
+  ::sigprocmask(SIG_UNBLOCK, &only, nullptr);
+  ::raise(sig);
+  ::_exit(128 + sig);
 }
 
 int Run(const std::string& dir, const char* self) {
@@ -288,7 +309,9 @@ int Run(const std::string& dir, const char* self) {
   ::sigaction(SIGINT, &action, nullptr);
   ::sigaction(SIGTERM, &action, nullptr);
 
-  pid_t modem = StartModem(real, self, original);
+  int stop = 0;
+  pid_t modem = StartModem(real, self, original, forwarded, &stop);
+  if (stop > 0) EndBy(stop);
   if (modem < 0) {
     std::fprintf(stderr, "ftmsim: the modem simulator did not start\n");
     return 1;
@@ -304,11 +327,7 @@ int Run(const std::string& dir, const char* self) {
   Wait(modem);
   if (status == -1) return 1;
   if (WIFEXITED(status)) return WEXITSTATUS(status);
-  // Ends the way the daemon ended, so a caller sees the same signal.
-  int sig = WTERMSIG(status);
-  ::signal(sig, SIG_DFL);
-  ::raise(sig);
-  return 128 + sig;
+  EndBy(WTERMSIG(status));  // the way the daemon ended
 }
 
 }  // namespace

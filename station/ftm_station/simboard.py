@@ -145,7 +145,10 @@ class SimBoard:
         default waits until it serves (`timeout` real seconds)."""
         env = dict(os.environ, FTM_SIM_DIR=self.dir)
         with open(self.path("ftmd.out"), "ab") as out, open(self.path("ftmd.err"), "ab") as err:
-            self.proc = subprocess.Popen(self.command(), env=env, stdout=out, stderr=err)
+            # A session of its own: a board that will not stop is killed
+            # whole, its daemon and modem with it, never left serving.
+            self.proc = subprocess.Popen(self.command(), env=env, stdout=out, stderr=err,
+                                         start_new_session=True)
         if wait_ready:
             self.wait_ready(timeout)
         return self
@@ -173,13 +176,13 @@ class SimBoard:
 
     def stop(self, sig=signal.SIGTERM):
         """Ends the daemon (`ftmsim run` passes SIGTERM on and stops the
-        modem); one that outlives 10 s is killed."""
+        modem); one that outlives 10 s is killed with all it started."""
         if self.proc is not None and self.proc.poll() is None:
             self.proc.send_signal(sig)
             try:
                 self.proc.wait(timeout=10)
             except subprocess.TimeoutExpired:
-                self.proc.kill()
+                os.killpg(self.proc.pid, signal.SIGKILL)
                 self.proc.wait()
 
     def close(self):
