@@ -145,10 +145,11 @@ class SimBoard:
         default waits until it serves (`timeout` real seconds)."""
         env = dict(os.environ, FTM_SIM_DIR=self.dir)
         with open(self.path("ftmd.out"), "ab") as out, open(self.path("ftmd.err"), "ab") as err:
-            # A session of its own: a board that will not stop is killed
-            # whole, its daemon and modem with it, never left serving.
+            # A process group of its own (not a session: the daemon must not
+            # make the modem's port its controlling terminal): a board that
+            # will not stop is killed whole, daemon and modem with it.
             self.proc = subprocess.Popen(self.command(), env=env, stdout=out, stderr=err,
-                                         start_new_session=True)
+                                         process_group=0)
         if wait_ready:
             self.wait_ready(timeout)
         return self
