@@ -25,17 +25,7 @@ void* TaskEntry(void*) {
 }
 
 [[noreturn]] void ReceiveLoop() {
-  uint8_t buffer[kTftpPacketSize];
-  sockaddr_in source;
-  for (;;) {
-    socklen_t length = sizeof source;
-    ssize_t count = ::recvfrom(FtmListenSocket, buffer, sizeof buffer, 0,
-                               reinterpret_cast<sockaddr*>(&source), &length);
-    // The board logs a failed receive twice, with a line end and then as
-    // the fatal exit's message; both lines are its own output.
-    if (count <= 0) FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
-    ftm_ProcessRcvTFTPData(buffer, static_cast<size_t>(count), &source);
-  }
+  for (;;) FtmReceive();
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 #include "core/ftm_conn.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -120,6 +124,87 @@ int ftm_GetRcvTFTPData(uint8_t* destination) {
   return length;
 }
 
+namespace {
+
+// Receiving. The main thread takes every datagram from the socket, except
+// while the transfer task waits for a station's answer: the task then takes
+// what comes itself, through the same intake, so that an answer wakes one
+// thread rather than the main thread and then the task. One thread receives
+// at a time, under this mutex, so datagrams are filed in the order they came.
+std::mutex g_receiveMutex;
+std::condition_variable g_mainMayReceive;
+bool g_taskReceives = false;
+
+// Files one datagram waiting on the socket; false when none waits. A failed
+// receive ends the daemon, whichever thread meets it; the board logs it
+// twice, with a line end and then as the fatal exit's message.
+bool ReceiveOne() {
+  uint8_t buffer[kTftpPacketSize];
+  sockaddr_in source;
+  socklen_t length = sizeof source;
+  ssize_t count = ::recvfrom(FtmListenSocket, buffer, sizeof buffer, MSG_DONTWAIT,
+                             reinterpret_cast<sockaddr*>(&source), &length);
+  if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) return false;
+  if (count <= 0) FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
+  ftm_ProcessRcvTFTPData(buffer, static_cast<size_t>(count), &source);
+  return true;
+}
+
+bool TaskReceives() {
+  std::lock_guard<std::mutex> lock(g_receiveMutex);
+  return g_taskReceives;
+}
+
+// The transfer task's wait while it receives: until a datagram is queued or
+// the deadline passes.
+void WatchSocket(std::chrono::steady_clock::time_point deadline) {
+  while (g_head.load() == nullptr) {
+    const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(
+        deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return;
+    const timespec wait = {static_cast<time_t>(left.count() / 1000000000),
+                           static_cast<long>(left.count() % 1000000000)};
+    pollfd socket = {FtmListenSocket, POLLIN, 0};
+    if (::ppoll(&socket, 1, &wait, nullptr) <= 0) continue;
+    std::lock_guard<std::mutex> lock(g_receiveMutex);
+    ReceiveOne();
+  }
+}
+
+}  // namespace
+
+void FtmReceive() {
+  pollfd socket = {FtmListenSocket, POLLIN, 0};
+  if (::poll(&socket, 1, -1) < 0 && errno != EINTR) {
+    FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
+  }
+  std::unique_lock<std::mutex> lock(g_receiveMutex);
+  g_mainMayReceive.wait(lock, [] { return !g_taskReceives; });
+  ReceiveOne();
+}
+
+FtmTaskReceiving::FtmTaskReceiving() : active_(FtmListenSocket >= 0) {
+  if (!active_) return;
+  std::lock_guard<std::mutex> lock(g_receiveMutex);
+  g_taskReceives = true;
+}
+
+FtmTaskReceiving::~FtmTaskReceiving() {
+  if (!active_) return;
+  {
+    std::lock_guard<std::mutex> lock(g_receiveMutex);
+    g_taskReceives = false;
+  }
+  g_mainMayReceive.notify_one();
+}
+
+void FtmFileWaiting() {
+  std::lock_guard<std::mutex> lock(g_receiveMutex);
+  if (!g_taskReceives) return;
+  while (ReceiveOne()) {
+  }
+}
+
 bool FtmPollPeriod::Wait() {
   using Clock = std::chrono::steady_clock;
   if (!running_) {
@@ -130,8 +215,12 @@ bool FtmPollPeriod::Wait() {
   // nothing) goes without a wait: even a wait that times out at once costs a
   // trip through the scheduler.
   if (Clock::now() < deadline_) {
-    std::unique_lock<std::mutex> lock(g_queueMutex);
-    g_queued.wait_until(lock, deadline_, [] { return g_head.load() != nullptr; });
+    if (TaskReceives()) {
+      WatchSocket(deadline_);
+    } else {
+      std::unique_lock<std::mutex> lock(g_queueMutex);
+      g_queued.wait_until(lock, deadline_, [] { return g_head.load() != nullptr; });
+    }
     if (Clock::now() < deadline_) return false;
   }
   running_ = false;

@@ -3,7 +3,7 @@
 // datagram under its client's entry, makes that entry the current connection
 // (the one every reply goes to) and queues a copy; the transfer task takes
 // the copies, oldest first, and sends every reply through the socket. The
-// table and the queue are locked here and nowhere else.
+// receiving, the table and the queue are locked here and nowhere else.
 #ifndef FTM_CORE_FTM_CONN_H_
 #define FTM_CORE_FTM_CONN_H_
 
@@ -37,9 +37,8 @@ struct QueuedPacket {
   QueuedPacket* next;
 };
 
-// The listening UDP socket (-1 until start-up opens it). The main thread
-// only receives on it and the transfer task only sends, so the one
-// descriptor needs no lock.
+// The listening UDP socket (-1 until start-up opens it). Only the transfer
+// task sends on it; which thread receives is settled under the receive lock.
 extern int FtmListenSocket;
 
 // Clears the whole table: every entry free, no current connection.
@@ -59,9 +58,10 @@ int ftm_GetRcvTFTPData(uint8_t* destination);
 // A poll period: an empty poll starts it, and it has passed only when its
 // whole time has, however many datagrams arrive and are taken meanwhile. So
 // a time-out counted in periods keeps its length whatever a station sends.
-// The wait blocks at once: a thread that spun on the queue instead would
-// hold a CPU that the intake and, on a station's own machine, the station
-// need to answer, and the round trip would take longer, not shorter.
+// While the task receives (FtmTaskReceiving), the wait watches the socket
+// and files what comes; otherwise it blocks on the queue's condition.
+// Nothing spins: a spinning thread would hold a CPU that the receiving
+// thread and, on a station's own machine, the station need.
 class FtmPollPeriod {
  public:
   explicit FtmPollPeriod(unsigned long micros) : micros_(micros) {}
@@ -75,6 +75,36 @@ class FtmPollPeriod {
   bool running_ = false;
   std::chrono::steady_clock::time_point deadline_;
 };
+
+// Receiving. The main thread waits for every datagram on the listening
+// socket and files it through the intake, except during a transfer: the
+// transfer task then takes what comes itself, through the same intake, so a
+// station's answer wakes one thread, not the main thread and then the task.
+// One thread receives at a time, so datagrams are filed in the order they
+// came; a failed receive ends the daemon in either thread.
+
+// The main thread's receive: waits for a datagram and files it, or waits
+// while the transfer task receives.
+void FtmReceive();
+
+// While one lives, the transfer task receives (a transfer's scope). Without
+// a listening socket (as in tests that feed the intake themselves) it does
+// nothing and the waits watch the queue alone.
+class FtmTaskReceiving {
+ public:
+  FtmTaskReceiving();
+  ~FtmTaskReceiving();
+  FtmTaskReceiving(const FtmTaskReceiving&) = delete;
+  FtmTaskReceiving& operator=(const FtmTaskReceiving&) = delete;
+
+ private:
+  bool active_;
+};
+
+// Files every datagram already waiting on the socket while the task
+// receives, so that a reply goes to the sender of the latest one, as when
+// the main thread files each at once. Transfer task only; nothing otherwise.
+void FtmFileWaiting();
 
 // Copies the current connection's client address; -1 before any datagram.
 int FtmCurrentClient(struct sockaddr_in* client);

@@ -13,6 +13,7 @@
 uint8_t TftpSendBuffer[kTftpPacketSize];
 
 void FTM_sendPacket(const uint8_t* bytes, int length) {
+  FtmFileWaiting();
   sockaddr_in client;
   if (FtmCurrentClient(&client) != 0) return;
   ::sendto(FtmListenSocket, bytes, static_cast<size_t>(length), 0,

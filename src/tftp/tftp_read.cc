@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "core/ftm_conn.h"
 #include "dispatch/ftm_catalog.h"
 #include "platform/ftm_log.h"
 #include "platform/platform.h"
@@ -26,6 +27,8 @@ int TFTP_read(const uint8_t* request, int length) {
     return -1;
   }
 
+  // The blocks' exchange: the task takes the station's ACKs itself.
+  FtmTaskReceiving receiving;
   uint8_t data[kTftpBlockSize];
   uint16_t block = 1;
   for (;;) {

@@ -15,6 +15,7 @@
 #include <memory>
 #include <new>
 
+#include "core/ftm_conn.h"
 #include "dispatch/ftm_catalog.h"
 #include "platform/platform.h"
 #include "tftp/tftp_packet.h"
@@ -41,6 +42,7 @@ struct Upload {
   uint16_t dataLength = kTftpBlockSize;  // of the block last taken
   uint16_t lastGood = 0;
   int retries = 0;
+  bool imageDone = false;  // an image's last block was acknowledged
 };
 
 enum class Step { kNextBlock, kDone, kFailed };
@@ -57,11 +59,11 @@ void FinishPlainFile(Upload* u) {
   }
 }
 
-// An image's last block: acknowledged, nothing dispatched. A ".hex" image
-// is followed by a pause of the task.
-void FinishImage(const Upload& u) {
-  FTM_sendAck(u.block);
-  if (u.type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
+// An image's last block: acknowledged, nothing dispatched (a ".hex" image
+// is followed by a pause of the task, once the transfer is over).
+void FinishImage(Upload* u) {
+  FTM_sendAck(u->block);
+  u->imageDone = true;
 }
 
 // Waits for the block after the last good one and takes it.
@@ -104,7 +106,7 @@ Step ReceiveBlock(Upload* u) {
   } else if (u->block != 1 && u->dataLength != kTftpBlockSize) {
     // Block 1 is never an image's last block: a short block 1 ends the
     // upload in the loop, unanswered, and the grace period answers its resend.
-    FinishImage(*u);
+    FinishImage(u);
     return Step::kDone;
   }
   u->lastGood = u->block;
@@ -132,16 +134,25 @@ int TFTP_write(const uint8_t* request, int length, uint16_t* lastBlock) {
     return -1;
   }
   u.type = FTM_getFileType(u.name);
-  for (;;) {
-    if (u.dataLength != kTftpBlockSize) {  // a short block ended the file
-      if (u.type == FTM_FILE_PLAIN) FinishPlainFile(&u);
-      break;
+  bool complete = false;  // a short block ended the file
+  {
+    // The blocks' exchange: the task takes the station's blocks itself.
+    // The handler and the pause after a ".hex" image come after it, with
+    // the main thread receiving again.
+    FtmTaskReceiving receiving;
+    for (;;) {
+      if (u.dataLength != kTftpBlockSize) {
+        complete = true;
+        break;
+      }
+      FTM_sendAck(u.block);
+      const Step step = ReceiveBlock(&u);
+      if (step == Step::kFailed) return -1;
+      if (step == Step::kDone) break;
     }
-    FTM_sendAck(u.block);
-    const Step step = ReceiveBlock(&u);
-    if (step == Step::kFailed) return -1;
-    if (step == Step::kDone) break;
   }
+  if (complete && u.type == FTM_FILE_PLAIN) FinishPlainFile(&u);
+  if (u.imageDone && u.type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
   *lastBlock = u.block;
   return 0;
 }
