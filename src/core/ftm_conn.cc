@@ -1,7 +1,9 @@
 #include "core/ftm_conn.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -134,6 +136,11 @@ namespace {
 std::mutex g_receiveMutex;
 std::condition_variable g_mainMayReceive;
 bool g_taskReceives = false;
+// Rung when the task starts receiving: the main thread, waiting on the
+// socket, gets out of the way at once rather than when the station's
+// answer wakes both threads, which would put its wake-up in the answer's
+// path. Without it (it failed to open) the main thread steps aside then.
+std::atomic<int> g_stepAside{-1};
 
 // Files one datagram waiting on the socket; false when none waits. A failed
 // receive ends the daemon, whichever thread meets it; the board logs it
@@ -174,9 +181,14 @@ void WatchSocket(std::chrono::steady_clock::time_point deadline) {
 }  // namespace
 
 void FtmReceive() {
-  pollfd socket = {FtmListenSocket, POLLIN, 0};
-  if (::poll(&socket, 1, -1) < 0 && errno != EINTR) {
+  static const int stepAside = g_stepAside = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  pollfd waits[] = {{FtmListenSocket, POLLIN, 0}, {stepAside, POLLIN, 0}};
+  if (::poll(waits, stepAside >= 0 ? 2 : 1, -1) < 0 && errno != EINTR) {
     FtmFatalExit("recvfrom() failed", nullptr, "recvfrom() failed\n");
+  }
+  uint64_t rings;
+  if (waits[1].revents != 0 && ::read(stepAside, &rings, sizeof rings) < 0) {
+    // Nothing to clear: another read took the count.
   }
   std::unique_lock<std::mutex> lock(g_receiveMutex);
   g_mainMayReceive.wait(lock, [] { return !g_taskReceives; });
@@ -187,6 +199,11 @@ FtmTaskReceiving::FtmTaskReceiving() : active_(FtmListenSocket >= 0) {
   if (!active_) return;
   std::lock_guard<std::mutex> lock(g_receiveMutex);
   g_taskReceives = true;
+  const uint64_t ring = 1;
+  const int stepAside = g_stepAside.load();
+  if (stepAside >= 0 && ::write(stepAside, &ring, sizeof ring) < 0) {
+    // The main thread then steps aside at the first datagram instead.
+  }
 }
 
 FtmTaskReceiving::~FtmTaskReceiving() {

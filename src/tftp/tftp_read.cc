@@ -15,6 +15,9 @@ int TFTP_read(const uint8_t* request, int length) {
   char name[kTftpBlockSize + 1];
   TftpRequestName(request, length, name, sizeof name);
 
+  // The task takes the station's ACKs itself from here on; the main thread
+  // steps aside while the report is built, before the first block leaves.
+  FtmTaskReceiving receiving;
   FtmErrorInfo* error = nullptr;
   const char* text = FTM_GetFile(name, &error);
   if (text == nullptr) {
@@ -27,8 +30,6 @@ int TFTP_read(const uint8_t* request, int length) {
     return -1;
   }
 
-  // The blocks' exchange: the task takes the station's ACKs itself.
-  FtmTaskReceiving receiving;
   uint8_t data[kTftpBlockSize];
   uint16_t block = 1;
   for (;;) {
