@@ -5,6 +5,7 @@ Usage:
     cmake --preset host && cmake --build build/host
     python3 bench/tftp_bench.py build/host/bin        # or: FTM_BIN=build/host/bin
     python3 bench/tftp_bench.py build/host/bin --runs 50
+    python3 bench/tftp_bench.py build/host/bin --steps  # each step of a download
 
 It measures, on loopback inside a private network namespace of its own:
   - each report the board serves: from the RRQ to the station's last ACK;
@@ -91,9 +92,11 @@ class Station:
         start = time.perf_counter()
         self.request(RRQ, server, name)
         content, block, first = b"", 1, None
+        self.steps = []  # times of each DATA received and each ACK sent, in turn
         while True:
             packet, peer, now = self.recv()
             first = first or now
+            self.steps.append(now)
             opcode, number = struct.unpack("!HH", packet[:4])
             if opcode == ERROR:
                 return None, start, first, now
@@ -101,8 +104,9 @@ class Station:
                 raise RuntimeError("%s: unexpected %r" % (name, packet[:40]))
             content += packet[4:]
             self.sock.sendto(struct.pack("!HH", ACK, block), peer)
+            self.steps.append(time.perf_counter())
             if len(packet) < 516:
-                return content, start, first, time.perf_counter()
+                return content, start, first, self.steps[-1]
             block += 1
 
     def upload(self, server, name, content):
@@ -184,6 +188,25 @@ def measure(runs, operation):
     return first, transfer, total
 
 
+def measure_steps(runs, operation, station):
+    """Runs operation() as measure() does; returns, for each step of the
+    transfer, the median in microseconds: the station's send of ACK n (which
+    holds whatever the server does before the send returns, should its
+    wake-up take the station's CPU), then its wait for DATA n+1, and so on to
+    the send of the last ACK."""
+    runs_steps = []
+    for _ in range(runs):
+        time.sleep(random.uniform(0.01, 0.3))
+        operation()
+        steps = station.steps
+        runs_steps.append([(b - a) * 1e6 for a, b in zip(steps, steps[1:])])
+    return [statistics.median(column) for column in zip(*runs_steps)]
+
+
+def show_steps(label, steps):
+    print("  %-9s %s | sum %6.1f us" % (label, " ".join("%5.1f" % s for s in steps), sum(steps)))
+
+
 def show(label, figures):
     first, transfer, total = figures
     print("  %-9s first reply %8.2f ms (min %6.2f) | transfer %7.2f ms | total %8.2f ms"
@@ -205,6 +228,9 @@ def compare(ours, ref, exchanges):
 def main():
     parser = benchkit.parser(__doc__)
     parser.add_argument("--runs", type=int, default=30, help="runs per figure (default 30)")
+    parser.add_argument("--steps", action="store_true",
+                        help="also split each multi-block download's transfer into the "
+                        "station's sends and waits (medians, us)")
     args = parser.parse_args()
     enter_network_namespace()
     Board = benchkit.ftmboard(parser, args).Board
@@ -251,6 +277,12 @@ def main():
                 theirs = measure(args.runs, lambda: download(ref.addr))
                 show("in.tftpd", theirs)
                 compare(ours, theirs, blocks - 1)
+            if args.steps and blocks > 1:
+                print("  steps: send ACK 1, wait DATA 2, send ACK 2, ... send ACK %d" % blocks)
+                show_steps("ftmd", measure_steps(args.runs, lambda: download(ftmd), station))
+                if ref:
+                    show_steps("in.tftpd",
+                               measure_steps(args.runs, lambda: download(ref.addr), station))
             print()
 
         print("upload of %d bytes (%d DATA blocks)" % (UPLOAD_SIZE, UPLOAD_SIZE // 512 + 1))
