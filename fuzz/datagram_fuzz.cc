@@ -29,6 +29,8 @@
 
 namespace {
 
+std::string g_board;
+
 struct Station {
   uint16_t data = 0, ack = 0;
   uint16_t dataLength = 0;
@@ -86,7 +88,7 @@ class QuietBoard final : public InstantBoard {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  FuzzMakeBoard([] { return new QuietBoard(); });
+  g_board = FuzzMakeBoard([] { return new QuietBoard(); });
   FtmClearConnections();
   FtmListenSocket = -1;  // replies are built and dropped
   return 0;
@@ -115,5 +117,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   while ((length = ftm_GetRcvTFTPData(datagram)) != 0) FtmTaskHandle(datagram, length);
   // Idle ticks end any grace period, so runs do not depend on each other.
   for (int i = 0; i < 12; ++i) FtmTaskHandle(datagram, 0);
+  FuzzForgetEvents(g_board);
   return 0;
 }
