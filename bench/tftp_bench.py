@@ -189,15 +189,14 @@ def measure(runs, operation):
 
 
 def measure_steps(runs, operation, station):
-    """Runs operation() as measure() does; returns, for each step of the
-    transfer, the median in microseconds: the station's send of ACK n (which
-    holds whatever the server does before the send returns, should its
-    wake-up take the station's CPU), then its wait for DATA n+1, and so on to
-    the send of the last ACK."""
+    """Runs operation() as measure() does, one run at a time; returns, for
+    each step of the transfer, the median in microseconds: the station's send
+    of ACK n (which holds whatever the server does before the send returns,
+    should its wake-up take the station's CPU), then its wait for DATA n+1,
+    and so on to the send of the last ACK."""
     runs_steps = []
     for _ in range(runs):
-        time.sleep(random.uniform(0.01, 0.3))
-        operation()
+        measure(1, operation)
         steps = station.steps
         runs_steps.append([(b - a) * 1e6 for a, b in zip(steps, steps[1:])])
     return [statistics.median(column) for column in zip(*runs_steps)]

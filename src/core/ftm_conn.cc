@@ -128,11 +128,8 @@ int ftm_GetRcvTFTPData(uint8_t* destination) {
 
 namespace {
 
-// Receiving. The main thread takes every datagram from the socket, except
-// while the transfer task waits for a station's answer: the task then takes
-// what comes itself, through the same intake, so that an answer wakes one
-// thread rather than the main thread and then the task. One thread receives
-// at a time, under this mutex, so datagrams are filed in the order they came.
+// Receiving (see the header): one thread receives at a time, under this
+// mutex, so datagrams are filed in the order they came.
 std::mutex g_receiveMutex;
 std::condition_variable g_mainMayReceive;
 bool g_taskReceives = false;

@@ -42,9 +42,9 @@ struct Upload {
   uint16_t dataLength = kTftpBlockSize;  // of the block last taken
   uint16_t lastGood = 0;
   int retries = 0;
-  bool imageDone = false;  // an image's last block was acknowledged
 };
 
+// kDone: an image's last block was acknowledged.
 enum class Step { kNextBlock, kDone, kFailed };
 
 // A plain file is complete: its text goes to the dispatch, whose verdict
@@ -57,13 +57,6 @@ void FinishPlainFile(Upload* u) {
   } else {
     FTM_sendAck(u->block);
   }
-}
-
-// An image's last block: acknowledged, nothing dispatched (a ".hex" image
-// is followed by a pause of the task, once the transfer is over).
-void FinishImage(Upload* u) {
-  FTM_sendAck(u->block);
-  u->imageDone = true;
 }
 
 // Waits for the block after the last good one and takes it.
@@ -106,7 +99,9 @@ Step ReceiveBlock(Upload* u) {
   } else if (u->block != 1 && u->dataLength != kTftpBlockSize) {
     // Block 1 is never an image's last block: a short block 1 ends the
     // upload in the loop, unanswered, and the grace period answers its resend.
-    FinishImage(u);
+    // Nothing is dispatched; a ".hex" image is followed by a pause of the
+    // task once the transfer is over.
+    FTM_sendAck(u->block);
     return Step::kDone;
   }
   u->lastGood = u->block;
@@ -134,25 +129,20 @@ int TFTP_write(const uint8_t* request, int length, uint16_t* lastBlock) {
     return -1;
   }
   u.type = FTM_getFileType(u.name);
-  bool complete = false;  // a short block ended the file
+  Step end = Step::kNextBlock;  // left so when a short block ended the file
   {
     // The blocks' exchange: the task takes the station's blocks itself.
     // The handler and the pause after a ".hex" image come after it, with
     // the main thread receiving again.
     FtmTaskReceiving receiving;
-    for (;;) {
-      if (u.dataLength != kTftpBlockSize) {
-        complete = true;
-        break;
-      }
+    while (end == Step::kNextBlock && u.dataLength == kTftpBlockSize) {
       FTM_sendAck(u.block);
-      const Step step = ReceiveBlock(&u);
-      if (step == Step::kFailed) return -1;
-      if (step == Step::kDone) break;
+      end = ReceiveBlock(&u);
     }
   }
-  if (complete && u.type == FTM_FILE_PLAIN) FinishPlainFile(&u);
-  if (u.imageDone && u.type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
+  if (end == Step::kFailed) return -1;
+  if (end == Step::kNextBlock && u.type == FTM_FILE_PLAIN) FinishPlainFile(&u);
+  if (end == Step::kDone && u.type == FTM_FILE_HEX) FtmUsleep(kHexPauseMicros);
   *lastBlock = u.block;
   return 0;
 }
