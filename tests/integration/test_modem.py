@@ -7,7 +7,7 @@
 import os
 import subprocess
 
-from ftmboard import SLACK, TIMESCALE, BoardTest, program
+from ftmboard import SLACK, TIMESCALE, BoardTest, ack, data, program
 from ftmreports import PROGRESS, report
 
 MOBILE, ANTENNA = b"FTM_MobileInfo.xml", b"FTM_AntennaInfo.xml"
@@ -138,3 +138,16 @@ class ModemTest(BoardTest):
             self.assertEqual((self.read(board, c, MOBILE), self.read(board, c, ANTENNA)), (
                 (mobile_report(NOTHING), []), (antenna_report(""), [])), fault)
         self.assertEqual(board.stdout().count("\n Failed to open /dev/ttyUSB1 device\n"), 4)
+
+    def test_report_goes_to_whoever_sent_last(self):
+        # A datagram that comes while a slow modem holds up the report makes
+        # its sender the current station: the report goes to that station.
+        board = self.board()
+        a, b = self.client(board), self.client(board)
+        self.start_modem(board, "command *\nsend 400 \\r\\nOK\\r\\n\n")
+        a.rrq(ANTENNA)
+        board.wait_for(lambda: UNLOCK in board.events(), 5 * SLACK, "no unlock")
+        b.send(ack(0))
+        b.expect(data(1, antenna_report("")[0]), timeout=10 * SLACK)
+        b.send(ack(1))
+        a.silence(0.2)
