@@ -5,7 +5,8 @@ Usage:
     cmake --preset host && cmake --build build/host
     python3 bench/tftp_bench.py build/host/bin        # or: FTM_BIN=build/host/bin
     python3 bench/tftp_bench.py build/host/bin --runs 50
-    python3 bench/tftp_bench.py build/host/bin --steps  # each step of a download
+    python3 bench/tftp_bench.py build/host/bin --steps  # each step of a download,
+                                                        # and the station's own first step
 
 It measures, on loopback inside a private network namespace of its own:
   - each report the board serves: from the RRQ to the station's last ACK;
@@ -39,6 +40,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 import benchkit
@@ -202,6 +204,36 @@ def measure_steps(runs, operation, station):
     return [statistics.median(column) for column in zip(*runs_steps)]
 
 
+def station_alone(station, wait, runs):
+    """The station's own first step (DATA 1 in, ACK 1 out; the median in us)
+    when DATA 1 comes `wait` seconds after its request. The stand-in server
+    reads the ACK only later, so the station's send wakes nothing: what is
+    left is the station's own work, which costs more after a long wait (its
+    caches and CPU have gone cold), as after ftmd's wait for the task's pass."""
+    server = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    server.bind(("127.0.0.1", 0))
+
+    def serve():
+        for _ in range(runs):
+            _, peer = server.recvfrom(1024)
+            time.sleep(wait)
+            server.sendto(struct.pack("!HH", DATA, 1) + b"x" * 100, peer)
+            time.sleep(0.005)
+            server.recvfrom(1024)
+
+    thread = threading.Thread(target=serve)
+    thread.start()
+    steps = []
+    try:
+        for _ in range(runs):
+            station.download(server.getsockname(), "alone")
+            steps.append((station.steps[1] - station.steps[0]) * 1e6)
+    finally:
+        thread.join()
+        server.close()
+    return statistics.median(steps)
+
+
 def show_steps(label, steps):
     print("  %-9s %s | sum %6.1f us" % (label, " ".join("%5.1f" % s for s in steps), sum(steps)))
 
@@ -229,7 +261,8 @@ def main():
     parser.add_argument("--runs", type=int, default=30, help="runs per figure (default 30)")
     parser.add_argument("--steps", action="store_true",
                         help="also split each multi-block download's transfer into the "
-                        "station's sends and waits (medians, us)")
+                        "station's sends and waits (medians, us), and time the station's "
+                        "own first step after a short and a long wait")
     args = parser.parse_args()
     enter_network_namespace()
     Board = benchkit.ftmboard(parser, args).Board
@@ -299,6 +332,10 @@ def main():
             theirs = measure(args.runs, put_ref)
             show("in.tftpd", theirs)
             compare(ours, theirs, UPLOAD_SIZE // 512 + 1)
+        if args.steps:
+            print("\nthe station alone, send ACK 1 after DATA 1 came: %.1f us after a 1 ms wait, "
+                  "%.1f us after a 150 ms wait" % (station_alone(station, 0.001, args.runs),
+                                                  station_alone(station, 0.15, args.runs)))
     finally:
         station.close()
         if ref:

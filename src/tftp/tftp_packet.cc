@@ -1,6 +1,7 @@
 #include "tftp/tftp_packet.h"
 
 #include <netinet/in.h>
+#include <sched.h>
 #include <sys/socket.h>
 
 #include <cstdio>
@@ -18,6 +19,13 @@ void FTM_sendPacket(const uint8_t* bytes, int length) {
   if (FtmCurrentClient(&client) != 0) return;
   ::sendto(FtmListenSocket, bytes, static_cast<size_t>(length), 0,
            reinterpret_cast<const sockaddr*>(&client), sizeof client);
+  // A station on this machine, woken by the packet, is often placed on this
+  // CPU and left waiting behind the task. Given the CPU now, it answers
+  // while the task is still awake, so the answer is found at once instead of
+  // waking the task again. On the board the station is across the wire:
+  // the call returns at once, or lets another ready process go first while
+  // the answer is still a wire round trip away.
+  sched_yield();
 }
 
 void FTM_sendError(uint16_t code, const char* message) {
