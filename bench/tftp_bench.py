@@ -208,8 +208,8 @@ def station_alone(station, wait, runs):
     """The station's own first step (DATA 1 in, ACK 1 out; the median in us)
     when DATA 1 comes `wait` seconds after its request. The stand-in server
     reads the ACK only later, so the station's send wakes nothing: what is
-    left is the station's own work, which costs more after a long wait (its
-    caches and CPU have gone cold), as after ftmd's wait for the task's pass."""
+    left is the station's own work, to set beside its first step against
+    either server."""
     server = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     server.bind(("127.0.0.1", 0))
 
