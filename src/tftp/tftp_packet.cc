@@ -19,10 +19,10 @@ void FTM_sendPacket(const uint8_t* bytes, int length) {
   if (FtmCurrentClient(&client) != 0) return;
   ::sendto(FtmListenSocket, bytes, static_cast<size_t>(length), 0,
            reinterpret_cast<const sockaddr*>(&client), sizeof client);
-  // A station on this machine, woken by the packet, is often placed on this
-  // CPU and left waiting behind the task. Given the CPU now, it answers
-  // while the task is still awake, so the answer is found at once instead of
-  // waking the task again. On the board the station is across the wire:
+  // A station on this machine often waits to run on this CPU: woken by the
+  // packet, or set aside when its own last packet woke the task. Given the
+  // CPU now, it answers while the task is still awake, so the answer is
+  // found at once instead of waking the task again. On the board the station is across the wire:
   // the call returns at once, or lets another ready process go first while
   // the answer is still a wire round trip away.
   sched_yield();
