@@ -17,14 +17,16 @@ void FTM_sendPacket(const uint8_t* bytes, int length) {
   FtmFileWaiting();
   sockaddr_in client;
   if (FtmCurrentClient(&client) != 0) return;
-  ::sendto(FtmListenSocket, bytes, static_cast<size_t>(length), 0,
-           reinterpret_cast<const sockaddr*>(&client), sizeof client);
+  if (::sendto(FtmListenSocket, bytes, static_cast<size_t>(length), 0,
+               reinterpret_cast<const sockaddr*>(&client), sizeof client) < 0) {
+    return;  // nothing sent, nobody woken
+  }
   // A station on this machine often waits to run on this CPU: woken by the
   // packet, or set aside when its own last packet woke the task. Given the
   // CPU now, it answers while the task is still awake, so the answer is
-  // found at once instead of waking the task again. On the board the station is across the wire:
-  // the call returns at once, or lets another ready process go first while
-  // the answer is still a wire round trip away.
+  // found at once instead of waking the task again. On the board the
+  // station is across the wire: the call returns at once, or lets another
+  // ready process go first while the answer is still a wire round trip away.
   sched_yield();
 }
 
