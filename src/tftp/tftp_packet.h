@@ -13,7 +13,7 @@
 extern uint8_t TftpSendBuffer[kTftpPacketSize];
 
 // Sends length bytes of TftpSendBuffer to the current connection, then
-// yields the CPU once (see the source for why).
+// yields the CPU once when it went out (see the source for why).
 void FTM_sendPacket(const uint8_t* bytes, int length);
 // ERROR packet: the code and the message (cut at 511 characters; null = empty).
 void FTM_sendError(uint16_t code, const char* message);
