@@ -1,7 +1,7 @@
 // The benchmark's timed station: downloads over loopback, their times taken
 // in compiled code so that the figures are the servers' and not an
-// interpreter's. tftp_bench.py builds it and keeps one running, as a station
-// would be.
+// interpreter's. Built with the host preset; tftp_bench.py keeps one
+// running, as a station would be.
 //
 //   tftp_station OUTPUT
 //
