@@ -126,10 +126,14 @@ class UploadTest(TransferTest):
         # for the 476-byte block 3; only the last extension counts.
         self.upload(b"FTM_TestModeOp.xml.upg", image, ack(3))
         self.upload(b"big.upg", pattern(20000), ack(40))
-        # A short first block ends an image unanswered; the grace period
-        # answers its resend.
-        self.talk([(None, None), (wrq(b"small.upg"), ack(0)), (data(1, b"tiny"), None),
-                   (data(1, b"tiny"), ack(1))], quiet=4 * self.b.tick())
+        # A short first block ends an image unanswered, with no pause even
+        # for a ".hex" one; the grace period answers its resend.
+        for name in (b"small.upg", b"small.hex"):
+            self.talk([(None, None), (wrq(name), ack(0)), (data(1, b"tiny"), None)],
+                      quiet=4 * self.b.tick())
+            start = time.monotonic()
+            self.talk([(data(1, b"tiny"), ack(1))])
+            self.assertLess(time.monotonic() - start, 0.5 * HEX_PAUSE * self.b.timescale)
         # After a ".hex" image the task pauses.
         self.upload(b"radio.bin.hex", image, ack(3))
         start = time.monotonic()
